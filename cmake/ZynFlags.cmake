@@ -1,0 +1,25 @@
+# Private compile flags of every target of this project.
+#
+# Floating-point results must not depend on the optimiser: contraction into
+# fused multiply-adds is off and no fast-math flag is ever used, so every
+# operation order written in the code is the one executed.
+add_library(zyn_flags INTERFACE)
+target_compile_options(zyn_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+  -Wno-sign-conversion
+  -ffp-contract=off -fno-fast-math)
+if(ZYN_WARNINGS_AS_ERRORS)
+  target_compile_options(zyn_flags INTERFACE -Werror)
+endif()
+
+# Sanitizers apply to everything that links zyn_sanitizers (all targets do).
+add_library(zyn_sanitizers INTERFACE)
+if(ZYN_SANITIZE)
+  target_compile_options(zyn_sanitizers INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(zyn_sanitizers INTERFACE -fsanitize=address,undefined)
+endif()
+if(ZYN_TSAN)
+  target_compile_options(zyn_sanitizers INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(zyn_sanitizers INTERFACE -fsanitize=thread)
+endif()

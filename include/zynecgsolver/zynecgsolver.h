@@ -1,0 +1,9 @@
+/* Umbrella header: the whole C surface of libzynecgsolver. */
+#ifndef ZYNECGSOLVER_ZYNECGSOLVER_H
+#define ZYNECGSOLVER_ZYNECGSOLVER_H
+
+#include "zynecgsolver/types.h"
+#include "zynecgsolver/emxarray.h"
+#include "zynecgsolver/rt_nonfinite.h"
+
+#endif

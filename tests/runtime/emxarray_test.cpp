@@ -1,0 +1,122 @@
+// Capacity growth, ownership of wrappers and release of the array records.
+#include <gtest/gtest.h>
+
+#include "runtime/emx.hpp"
+#include "zynecgsolver/emxarray.h"
+
+namespace {
+
+struct RealArray {
+  emxArray_real_T* r = nullptr;
+  explicit RealArray(int32_T dims) { m_emxInit_real_T(&r, dims); }
+  ~RealArray() { m_emxFree_real_T(&r); }
+  void grow_to(int32_T rows, int32_T cols) {
+    const int32_T old = r->size[0] * r->size[1];
+    r->size[0] = rows;
+    r->size[1] = cols;
+    m_emxEnsureCapacity(reinterpret_cast<emxArray__common*>(r), old, sizeof(double));
+  }
+};
+
+TEST(EmxCapacity, FreshRecordIsEmptyAndZeroCountAllocatesNothing) {
+  RealArray a(2);
+  EXPECT_EQ(a.r->data, nullptr);
+  EXPECT_EQ(a.r->allocatedSize, 0);
+  EXPECT_EQ(a.r->size[0], 0);
+  EXPECT_TRUE(a.r->canFreeData);
+  a.grow_to(0, 0);
+  EXPECT_EQ(a.r->data, nullptr);
+  a.grow_to(1, 1);
+  EXPECT_EQ(a.r->allocatedSize, 16);
+}
+
+TEST(EmxCapacity, DoublesFromSixteenOrFromPreviousCapacity) {
+  RealArray a(2);
+  a.grow_to(1, 100);
+  EXPECT_EQ(a.r->allocatedSize, 128);
+  RealArray b(2);
+  b.grow_to(16, 1);
+  b.grow_to(17, 1);
+  EXPECT_EQ(b.r->allocatedSize, 32);
+  emxArray_real_T* c = emxCreate_real_T(20, 1);
+  ASSERT_EQ(c->allocatedSize, 20);
+  c->size[0] = 21;
+  m_emxEnsureCapacity(reinterpret_cast<emxArray__common*>(c), 20, sizeof(double));
+  EXPECT_EQ(c->allocatedSize, 40);
+  emxDestroyArray_real_T(c);
+}
+
+TEST(EmxCapacity, GrowthKeepsPrefixZeroesRestAndShrinkKeepsStorage) {
+  RealArray a(2);
+  a.grow_to(3, 1);
+  for (int i = 0; i < 3; ++i) a.r->data[i] = i + 1.0;
+  double* before = a.r->data;
+  a.grow_to(1, 1);  // lowering an extent keeps storage and values
+  EXPECT_EQ(a.r->data, before);
+  a.grow_to(3, 1);
+  EXPECT_EQ(a.r->data[2], 3.0);
+  a.grow_to(40, 1);  // the caller passes the old count: 3 elements kept
+  EXPECT_EQ(a.r->data[0], 1.0);
+  EXPECT_EQ(a.r->data[2], 3.0);
+  for (int i = 3; i < 40; ++i) EXPECT_EQ(a.r->data[i], 0.0);
+}
+
+TEST(EmxCapacity, CountBeyond32BitsLeavesRecordEmpty) {
+  RealArray a(2);
+  a.grow_to(65536, 65536);
+  EXPECT_EQ(a.r->size[0], 0);
+  EXPECT_EQ(a.r->size[1], 0);
+  EXPECT_EQ(zyn::elements(a.r).size(), 0u);
+}
+
+TEST(EmxOwnership, WrapperBorrowsUntilGrowthThenOwnsACopy) {
+  double caller[4] = {1, 2, 3, 4};
+  emxArray_real_T* w = emxCreateWrapper_real_T(caller, 4, 1);
+  EXPECT_EQ(w->data, caller);
+  EXPECT_FALSE(w->canFreeData);
+  EXPECT_EQ(w->allocatedSize, 4);
+  w->size[0] = 5;
+  m_emxEnsureCapacity(reinterpret_cast<emxArray__common*>(w), 4, sizeof(double));
+  EXPECT_NE(w->data, caller);
+  EXPECT_TRUE(w->canFreeData);
+  EXPECT_EQ(w->data[3], 4.0);
+  EXPECT_EQ(w->data[4], 0.0);
+  EXPECT_EQ(caller[3], 4.0);
+  emxDestroyArray_real_T(w);  // frees the owned copy, never the caller's buffer
+}
+
+TEST(EmxOwnership, NdCreationAndFree) {
+  const int32_T ext[3] = {2, 0, 5};
+  emxArray_int16_T* e = emxCreateND_int16_T(3, ext);
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->allocatedSize, 0);
+  EXPECT_EQ(zyn::element_count(e), 0);
+  emxDestroyArray_int16_T(e);
+  int32_T data[6] = {};
+  const int32_T ext2[2] = {3, 2};
+  emxArray_int32_T* w = emxCreateWrapperND_int32_T(data, 2, ext2);
+  EXPECT_EQ(w->allocatedSize, 6);
+  emxDestroyArray_int32_T(w);
+  EXPECT_EQ(emxCreateND_real_T(2, nullptr), nullptr);
+  const int32_T negative[2] = {-1, 3};
+  EXPECT_EQ(emxCreateND_real_T(2, negative), nullptr);
+
+  emxArray_boolean_T* b = nullptr;
+  m_emxFree_boolean_T(&b);  // null is a no-op
+  m_b_emxInit_boolean_T(&b, 1);
+  ASSERT_NE(b, nullptr);
+  m_emxFree_boolean_T(&b);
+  EXPECT_EQ(b, nullptr);
+}
+
+TEST(EmxViews, ReadsAreClampedToCapacity) {
+  double caller[3] = {1, 2, 3};
+  emxArray_real_T* w = emxCreateWrapper_real_T(caller, 3, 1);
+  w->size[0] = 1000;  // an inconsistent record from a careless host
+  EXPECT_EQ(zyn::column(w).size(), 3u);
+  w->size[0] = -4;
+  EXPECT_EQ(zyn::column(w).size(), 0u);
+  emxDestroyArray_real_T(w);
+}
+
+}  // namespace

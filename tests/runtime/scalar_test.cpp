@@ -1,0 +1,121 @@
+// Non-finite tests, rounding, floor and ceiling near 2^52, power special
+// cases, spacing of doubles and the saturating int32 conversion.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "runtime/scalar.hpp"
+#include "zynecgsolver/emxarray.h"
+#include "zynecgsolver/rt_nonfinite.h"
+
+namespace {
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+double rounded(double x) {
+  m_refp1_round(&x);
+  return x;
+}
+
+TEST(NonFinite, GlobalsAndDeliberateTests) {
+  rt_InitInfAndNaN(8);
+  EXPECT_EQ(std::bit_cast<uint64_t>(rtNaN), 0xFFF8000000000000ULL);
+  EXPECT_EQ(std::bit_cast<uint32_t>(rtNaNF), 0xFFC00000U);
+  EXPECT_EQ(rtInf, kInf);
+  EXPECT_EQ(rtMinusInfF, -std::numeric_limits<float>::infinity());
+  EXPECT_FALSE(rtIsNaN(kNaN));
+  EXPECT_FALSE(m_isnan(kNaN));
+  EXPECT_TRUE(rtIsInf(kNaN));
+  EXPECT_TRUE(rtIsInfF(std::numeric_limits<float>::quiet_NaN()));
+  EXPECT_TRUE(m_isinf(-kInf));
+  EXPECT_FALSE(m_isfinite(kNaN));
+  EXPECT_TRUE(m_isfinite(1e308));
+  rtInf = 0.0;  // a host that clobbers a constant gets it back on the next init
+  rt_InitInfAndNaN(8);
+  EXPECT_EQ(rtInf, kInf);
+}
+
+TEST(Rounding, HalfAwayFromZeroWithTheHalfAddedFirst) {
+  EXPECT_EQ(rounded(0.5), 1.0);
+  EXPECT_EQ(rounded(-0.5), -1.0);
+  EXPECT_EQ(rounded(1.5), 2.0);
+  EXPECT_EQ(rounded(-1.5), -2.0);
+  EXPECT_EQ(rounded(2.5), 3.0);
+  EXPECT_EQ(rounded(0.49999999999999994), 1.0);
+  EXPECT_EQ(rounded(4503599627370497.0), 4503599627370498.0);
+  EXPECT_TRUE(std::isnan(rounded(kNaN)));
+  EXPECT_EQ(rounded(-kInf), -kInf);
+}
+
+TEST(Rounding, FloorAndCeilPassLargeAndNonFiniteValues) {
+  for (double v : {4503599627370496.0, -4503599627370497.0, 1e300, kInf, -kInf}) {
+    double f = v, c = v;
+    m_refp1_floor(&f);
+    m_refp1_ceil(&c);
+    EXPECT_EQ(f, v);
+    EXPECT_EQ(c, v);
+  }
+  double n = kNaN;
+  m_refp1_floor(&n);
+  EXPECT_TRUE(std::isnan(n));
+  EXPECT_EQ(zyn::floor_trunc(-2.5), -3.0);
+  EXPECT_EQ(zyn::ceil_trunc(-2.5), -2.0);
+  EXPECT_EQ(zyn::floor_trunc(4503599627370495.5), 4503599627370495.0);
+  EXPECT_EQ(zyn::ceil_trunc(-0.25), 0.0);
+}
+
+TEST(Rounding, SaturatingInt32Conversion) {
+  EXPECT_EQ(zyn::to_int32_saturated(2147483647.4), 2147483647);
+  EXPECT_EQ(zyn::to_int32_saturated(2147483647.5), 2147483647);
+  EXPECT_EQ(zyn::to_int32_saturated(-2147483648.6), -2147483647 - 1);
+  EXPECT_EQ(zyn::to_int32_saturated(kNaN), 2147483647);
+  EXPECT_EQ(zyn::to_int32_saturated(-2.5), -3);
+  EXPECT_EQ(zyn::saturating_sub(-2000000000, 2000000000), -2147483647 - 1);
+}
+
+TEST(Power, SpecialCasesInOrder) {
+  EXPECT_TRUE(std::isnan(rt_pow_snf(-8.0, 1.0 / 3.0)));
+  EXPECT_EQ(rt_pow_snf(-2.0, 3.0), -8.0);
+  EXPECT_EQ(rt_pow_snf(4.0, 0.5), 2.0);
+  EXPECT_TRUE(std::isnan(rt_pow_snf(-4.0, 0.5)));
+  EXPECT_TRUE(std::isnan(rt_pow_snf(1.0, kInf)));
+  EXPECT_TRUE(std::isnan(rt_pow_snf(-1.0, kNaN)));  // NaN exponent counts as infinite
+  EXPECT_EQ(rt_pow_snf(2.0, -kInf), 0.0);
+  EXPECT_EQ(rt_pow_snf(0.5, -kInf), kInf);
+  EXPECT_EQ(rt_pow_snf(0.5, kInf), 0.0);
+  EXPECT_EQ(rt_pow_snf(kNaN, 0.0), 1.0);
+  EXPECT_EQ(rt_pow_snf(4.0, -1.0), 0.25);
+  const double x = 1.0000001;
+  EXPECT_EQ(rt_pow_snf(x, 2.0), x * x);
+}
+
+TEST(Spacing, EpsFollowsTheBinaryExponent) {
+  EXPECT_EQ(m_eps(1.0), std::ldexp(1.0, -52));
+  EXPECT_EQ(m_eps(1.5), std::ldexp(1.0, -52));
+  EXPECT_EQ(m_eps(2.0), std::ldexp(1.0, -51));
+  EXPECT_EQ(m_eps(-2.0), std::ldexp(1.0, -51));
+  EXPECT_EQ(m_eps(0.0), 4.9406564584124654e-324);
+  EXPECT_EQ(m_eps(2.2250738585072014e-308), 4.9406564584124654e-324);
+  EXPECT_TRUE(std::isnan(m_eps(kInf)));
+  EXPECT_TRUE(std::isnan(m_eps(kNaN)));
+}
+
+TEST(Sign, ScalarAndColumnForms) {
+  double z = -0.0;
+  m_b_refp1_sign(&z);
+  EXPECT_FALSE(std::signbit(z));
+  double v[4] = {-3.0, 0.0, 2.0, 5.0};
+  emxArray_real_T* col = emxCreateWrapper_real_T(v, 3, 1);  // only size[0] walked
+  m_refp1_sign(col);
+  EXPECT_EQ(v[0], -1.0);
+  EXPECT_EQ(v[2], 1.0);
+  EXPECT_EQ(v[3], 5.0);
+  m_refp1_exp(col);
+  EXPECT_DOUBLE_EQ(v[0], std::exp(-1.0));
+  emxDestroyArray_real_T(col);
+}
+
+}  // namespace

@@ -70,7 +70,7 @@ std::optional<ResultsObject> make_results_object(JNIEnv* env, const ResultsShape
   LocalRef<jobject> object(env, env->NewObject(cls.get(), constructor));
   if (exception_pending(env) || !object) return std::nullopt;
 
-  ResultsObject r{std::move(cls), std::move(object)};
+  ResultsObject r{std::move(cls), std::move(object), nullptr, nullptr, nullptr, {}, {}};
   auto field = [&](const char* name, const char* sig) { return env->GetFieldID(r.cls.get(), name, sig); };
   if ((r.error = field("error", "I")) == nullptr) return std::nullopt;
   if ((r.hr = field("hr", "D")) == nullptr) return std::nullopt;

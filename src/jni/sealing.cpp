@@ -87,7 +87,7 @@ std::optional<Sealer> prepare_sealer(JNIEnv* env, jstring algorithm) {
   if (exception_pending(env) || !keySpec) return std::nullopt;
 
   LocalRef<jobject> cipher(env, env->CallStaticObjectMethod(cipherClass.get(), lookups[1].id, algorithm));
-  if (!cipher) {
+  if (exception_pending(env) || !cipher) {
     print_line("*** ERROR generating the Cipher Object");
     env->ExceptionClear();
     return std::nullopt;

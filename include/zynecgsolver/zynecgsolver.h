@@ -5,5 +5,6 @@
 #include "zynecgsolver/types.h"
 #include "zynecgsolver/emxarray.h"
 #include "zynecgsolver/rt_nonfinite.h"
+#include "zynecgsolver/toolbox_search.h"
 
 #endif

@@ -99,6 +99,19 @@ TEST(Smoother, AgreesWithADirectMeanOnLongSignals) {
   }
 }
 
+// Huge artefacts at the start must leave no trace in the running window sum
+// once they have left the window (a plain running sum keeps their rounding).
+TEST(Smoother, LargeArtefactsLeaveNoResidue) {
+  std::mt19937_64 rng(3);
+  std::uniform_real_distribution<double> huge(-1e9, 1e9);
+  std::vector<double> x = ecg_like(30000, 5);
+  for (double& v : x) v -= 1000.0;
+  for (std::size_t i = 0; i < 3000; ++i) x[i] = huge(rng);
+  const auto got = smoothed(x, 600.0);
+  const auto want = direct_moving_mean(x, 299);
+  for (std::size_t i = 3300; i < x.size(); ++i) ASSERT_NEAR(got[i], want[i], 1e-13) << "at " << i;
+}
+
 TEST(Smoother, NonFiniteSamplesOnlyReachTheirOwnWindows) {
   std::vector<double> x(40, 1.0);
   x[10] = kInf;

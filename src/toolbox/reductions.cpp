@@ -116,14 +116,15 @@ double sum(std::span<const double> x) {
 }
 
 double count_true(std::span<const unsigned char> flags) {
-  return static_cast<double>(std::count_if(flags.begin(), flags.end(), [](unsigned char f) { return f != 0; }));
+  const auto is_set = [](unsigned char f) { return f != 0; };
+  return static_cast<double>(std::count_if(flags.begin(), flags.end(), is_set));
 }
 
 std::vector<double> column_sums(std::span<const double> matrix, int32_t rows, int32_t cols) {
   const auto n_rows = static_cast<std::size_t>(std::max(rows, 0));
   const auto n_cols = static_cast<std::size_t>(std::max(cols, 0));
+  if (matrix.size() < n_rows * n_cols) return std::vector<double>(n_cols, kNaN);
   std::vector<double> sums(n_cols, 0.0);
-  if (matrix.size() < n_rows * n_cols) return sums;
   for (std::size_t j = 0; j < n_cols; ++j) sums[j] = sum(matrix.subspan(j * n_rows, n_rows));
   return sums;
 }

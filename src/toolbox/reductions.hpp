@@ -40,7 +40,8 @@ double smaller_of(double a, double b);
 double smaller_of_pair(double first, double second);
 
 // Largest value of each row of a rows x cols column-major matrix (rows
-// values; NaN for every row when there are no columns).
+// values; NaN for every row when there are no columns or the storage is
+// shorter than the extents).
 std::vector<double> row_maxima(std::span<const double> matrix, int32_t rows, int32_t cols);
 
 // max_value(x) - min_value(x).
@@ -52,7 +53,8 @@ double value_range(std::span<const double> x);
 double sum(std::span<const double> x);
 // Number of nonzero flags, as a double.
 double count_true(std::span<const unsigned char> flags);
-// Sum of each column of a rows x cols matrix (cols values; zeros when rows == 0).
+// Sum of each column of a rows x cols matrix (cols values; zeros when rows == 0,
+// NaN when the storage is shorter than the extents).
 std::vector<double> column_sums(std::span<const double> matrix, int32_t rows, int32_t cols);
 // sum(x) / size; empty input gives 0/0 = NaN.
 double mean(std::span<const double> x);

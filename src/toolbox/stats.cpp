@@ -146,8 +146,11 @@ double corr(std::span<const double> x, std::span<const double> y) {
 
 void corrcoef(std::span<const double> X, int32_t rows, int32_t cols, std::vector<double>& R) {
   const auto n_rows = static_cast<std::size_t>(std::max(rows, 0));
-  auto n_cols = static_cast<std::size_t>(std::max(cols, 0));
-  if (X.size() < n_rows * n_cols) n_cols = n_rows == 0 ? n_cols : X.size() / n_rows;
+  const auto n_cols = static_cast<std::size_t>(std::max(cols, 0));
+  if (X.size() < n_rows * n_cols) {  // storage shorter than the extents claim
+    R.assign(n_cols * n_cols, kNaN);
+    return;
+  }
   const std::vector<double> C = covariance_matrix(X, n_rows, n_cols);
   std::vector<double> d(n_cols);
   for (std::size_t i = 0; i < n_cols; ++i) d[i] = std::sqrt(C[i + i * n_cols]);

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "runtime/scalar.hpp"
+#include "toolbox/stats.hpp"
 
 namespace zyn::beats {
 namespace {
@@ -63,9 +64,6 @@ void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<
   sliding_extreme<Greater>(x, half, out);
 }
 
-void sliding_min_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
-  sliding_extreme<Smaller>(x, half, out);
-}
 
 std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
   if (cap == 0) return 0;
@@ -90,31 +88,6 @@ std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
   return count;
 }
 
-double median_of(std::span<const double> x) {
-  const std::size_t n = x.size();
-  if (n == 0) return std::numeric_limits<double>::quiet_NaN();
-  std::vector<double> v(x.begin(), x.end());
-  // NaN samples sort after every number: keep them out of the selection.
-  const auto numbersEnd = std::partition(v.begin(), v.end(), [](double a) { return !std::isnan(a); });
-  const auto numbers = static_cast<std::size_t>(numbersEnd - v.begin());
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  auto order_statistic = [&](std::size_t p) -> double {
-    if (p >= numbers) return nan;
-    std::nth_element(v.begin(), v.begin() + static_cast<std::ptrdiff_t>(p), numbersEnd);
-    return v[p];
-  };
-  if (n % 2 == 1) return order_statistic(n / 2);
-  const std::size_t lowerPlace = n / 2 - 1;
-  const double lower = order_statistic(lowerPlace);
-  double upper = nan;
-  if (lowerPlace + 1 < numbers) {
-    upper = *std::min_element(v.begin() + static_cast<std::ptrdiff_t>(lowerPlace + 1), numbersEnd);
-  }
-  const bool sameSign = (lower < 0.0) == (upper < 0.0);
-  if (sameSign && !is_inf(lower) && !is_inf(upper)) return lower + (upper - lower) / 2.0;
-  return (lower + upper) / 2.0;
-}
-
 void smooth_in_place(std::vector<double>& x, double span) {
   const std::size_t n = x.size();
   const std::size_t half = std::min(smoothing_half_width(span), n);
@@ -123,20 +96,7 @@ void smooth_in_place(std::vector<double>& x, double span) {
     smooth_direct(x, half);
     return;
   }
-  // Running sum of the (clipped) window around k. The original samples that
-  // will still leave the window are kept in a ring, since x is overwritten.
-  const std::size_t mask = std::bit_ceil(half + 1) - 1;
-  std::vector<double> ring(mask + 1);
-  double sum = 0.0;
-  std::size_t lo = 0, hi = 0;  // window is [lo, hi)
-  for (std::size_t k = 0; k < n; ++k) {
-    const std::size_t wantLo = k > half ? k - half : 0;
-    const std::size_t wantHi = std::min(n, k + half + 1);
-    for (; hi < wantHi; ++hi) sum += x[hi];
-    for (; lo < wantLo; ++lo) sum -= ring[lo & mask];
-    ring[k & mask] = x[k];
-    x[k] = sum / static_cast<double>(hi - lo);
-  }
+  smooth_moving_average(x, span);
 }
 
 std::size_t smoothing_half_width(double span) {

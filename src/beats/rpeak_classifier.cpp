@@ -444,11 +444,6 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
   return group[first_max_index(sums)];
 }
 
-struct Classes {
-  std::vector<double> normal;  // class 1, in order of acceptance
-  std::vector<double> other;   // class 2
-};
-
 // Phase 9 steps 2 and 3: correlation of each segment with the template,
 // premature-beat rule and class split; class-1 peaks refined on the raw signal.
 Classes classify_beats(const Segments& seg, const std::vector<double>& tmplRow, std::span<const double> ecg,
@@ -571,6 +566,8 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
   return added;
 }
 
+}  // namespace
+
 // Phase 10: one sorted list of distinct positions; a position in both
 // classes keeps label 1; labels swap when class 2 holds more than half.
 ClassifiedBeats assemble(const Classes& c) {
@@ -598,8 +595,8 @@ ClassifiedBeats assemble(const Classes& c) {
   return out;
 }
 
+namespace {
 ClassifiedBeats unusable() { return {{0.0}, {0.0}}; }
-
 }  // namespace
 
 LocalPeak find_local_peak(std::span<const double> x) {

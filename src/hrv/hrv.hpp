@@ -35,4 +35,10 @@ void hrv_with_extra_systoles(std::span<const int32_t> normalPeaks,
                              std::span<double, 7> timeResults, std::span<double, 6> freqResults,
                              int32_t& status);
 
+// The same analysis for a plain beat list peaks(1..nRR+1) in which every beat
+// is normal; the spectrum is always attempted.
+void hrv_all_normal(std::span<const int32_t> peaks, int32_t nRR, int32_t fs,
+                    std::span<double, 7> timeResults, std::span<double, 6> freqResults,
+                    int32_t& status);
+
 }  // namespace zyn

@@ -53,7 +53,7 @@ ZYN_API void m_b_refp1_sort(emxArray_int32_T *x);
 /* b = distinct values of row a, ascending: one -Inf, finite values without
  * near-duplicates (|head - v| < eps(head/2)), one +Inf, every NaN. */
 ZYN_API void m_unique(const emxArray_real_T *a, emxArray_real_T *b);
-/* As m_unique, plus ndx = position in a of each kept value's first occurrence (as doubles). */
+/* As m_unique, plus ndx = position in a of each kept value (its first occurrence; each NaN its own). */
 ZYN_API void m_b_unique(const emxArray_real_T *a, emxArray_real_T *b, emxArray_real_T *ndx);
 /* c = values in ascending int32 row a or ascending row b, each once, ascending. */
 ZYN_API void m_union(const emxArray_int32_T *a, const emxArray_int32_T *b, emxArray_int32_T *c);

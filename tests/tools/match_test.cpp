@@ -117,6 +117,13 @@ TEST(AccuracyReport, SumsRecordsLeavesPacedOutAndGroupsNoiseLevels) {
   EXPECT_FALSE(contains(error_breakdown(mit.records), "\n| 100 |"));
   EXPECT_TRUE(contains(errors_csv({&mit}), "102,FP,5.000,extra,-50,(VFL,0,1\n"));
 
+  // False detections inside ventricular flutter get a row of their own.
+  mit.records[0].score.falsePositives = 2;
+  mit.records[0].errors = {{true, 7.0, "normal", 400.0, "(VFL", false, true}};
+  EXPECT_TRUE(contains(database_section(mit),
+                       "| the same, detections inside ventricular flutter not counted | 1 | 1000 "
+                       "| 1000 | 0 | 1 | 100.00 | 99.90 |"));
+
   const std::string doc = accuracy_document(&mit, nullptr, "zynecg-eval --db x", "Why 102 fails.");
   EXPECT_TRUE(contains(doc, "zynecg-eval --db x"));
   EXPECT_TRUE(contains(doc, "## Discussion\n\nWhy 102 fails."));

@@ -10,6 +10,8 @@ namespace zyn::beats {
 // Transposed direct form II of the fixed fourth-order band-pass (edges at 0.1
 // and 0.3 of the Nyquist frequency, whatever fs is), starting from state zi.
 std::vector<double> band_pass(std::span<const double> x, const std::array<double, 4>& zi);
+// The same into y (y may be x itself: each output depends only on its input).
+void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, std::span<double> y);
 
 // 1-based positions of the samples whose zero-phase band-passed value exceeds
 // 0.3 of the filtered maximum and is the strict maximum of the candidates

@@ -108,8 +108,8 @@ double correlate_with(const Centred& tmpl, std::span<const double> y) {
   for (std::size_t k = 0; k < n; ++k) {
     const double c = y[k] - mean;
     syy += c * c;
+    sxy += tmpl.values[k] * c;
   }
-  for (std::size_t k = 0; k < n; ++k) sxy += tmpl.values[k] * (y[k] - mean);
   const double cxx = tmpl.sumSquares / nm1;
   const double cyy = syy / nm1;
   const double cxy = sxy / nm1;
@@ -180,17 +180,11 @@ std::vector<double> qrs_feature(std::span<const double> ecg, std::ptrdiff_t v) {
   std::vector<double> slope(n, 0.0);
   for (std::size_t k = 1; k + 1 < n; ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
   const auto half = static_cast<std::size_t>(v);
-  std::vector<double> hi(n, 0.0), lo(n, 0.0), slopeHi(n, 0.0), slopeLo(n, 0.0);
-  sliding_max_centred(ecg, half, hi);
-  sliding_min_centred(ecg, half, lo);
-  sliding_max_centred(slope, half, slopeHi);
-  sliding_min_centred(slope, half, slopeLo);
   std::vector<double> feature(n, 0.0);
-  for (std::size_t k = 0; k < n; ++k) {
-    const double ampRange = hi[k] - lo[k];
-    const double slopeRange = slopeHi[k] - slopeLo[k];
-    feature[k] = ampRange * ampRange * slopeRange;
-  }
+  sliding_range_centred(ecg, half, feature);
+  std::vector<double> slopeRange(n, 0.0);
+  sliding_range_centred(slope, half, slopeRange);
+  for (std::size_t k = 0; k < n; ++k) feature[k] = feature[k] * feature[k] * slopeRange[k];
   return feature;
 }
 
@@ -259,15 +253,35 @@ Segments candidate_segments(const std::vector<unsigned char>& mask) {
 }
 
 // Phase 6 step 2: sign changes per sample of the lightly smoothed, mean-free
-// context (each crossing counts 2).
-double zero_crossing_rate(std::span<const double> context, double fs) {
-  std::vector<double> x(context.begin(), context.end());
-  smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
-  const double mean = sum_of(x) / static_cast<double>(x.size());
-  for (double& v : x) v -= mean;
+// context (each crossing counts 2). The light smoothing sums its few samples
+// directly, so inside the context it equals the smoothing of the whole
+// signal (smoothedWhole, when given); only the samples whose window the
+// context clips are recomputed.
+double zero_crossing_rate(std::span<const double> context, std::span<const double> smoothedContext,
+                          double fs) {
+  const std::size_t len = context.size();
+  std::vector<double> x;
+  const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
+  if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
+    x.assign(smoothedContext.begin(), smoothedContext.end());
+    const std::size_t edge = std::min(half, len);
+    for (std::size_t k = 0; k < edge; ++k) {
+      x[k] = smoothed_sample(context, k, half);
+      x[len - 1 - k] = smoothed_sample(context, len - 1 - k, half);
+    }
+  } else {
+    x.assign(context.begin(), context.end());
+    smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
+  }
+  const double mean = sum_of(x) / static_cast<double>(len);
   double changes = 0.0;
-  for (std::size_t k = 1; k < x.size(); ++k) changes += std::fabs(sign_of(x[k]) - sign_of(x[k - 1]));
-  return changes / static_cast<double>(context.size() - 1);
+  double previous = sign_of(x[0] - mean);
+  for (std::size_t k = 1; k < len; ++k) {
+    const double current = sign_of(x[k] - mean);
+    changes += std::fabs(current - previous);
+    previous = current;
+  }
+  return changes / static_cast<double>(len - 1);
 }
 
 // Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall
@@ -308,11 +322,18 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const std::ptrdiff_t context = samples_floor(kContextSeconds * fs);
   const OneBased x{ecg}, r{raw};
+  std::vector<double> smoothedWhole;
+  if (smoothing_half_width(fs / kCrossingSpanDivisor + 1.0) <= kDirectSumHalfWidth) {
+    smoothedWhole.assign(ecg.begin(), ecg.end());
+    smooth_in_place(smoothedWhole, fs / kCrossingSpanDivisor + 1.0);
+  }
+  const OneBased smoothed{smoothedWhole};
   for (std::size_t i = 0; i < seg.start.size(); ++i) {
     const std::ptrdiff_t a = std::max<std::ptrdiff_t>(1, seg.start[i] - context);
     const std::ptrdiff_t b = std::min(n, seg.end[i] + context);
     if (b < a) continue;
-    const double rate = zero_crossing_rate(x.range(a, b), fs);
+    const double rate =
+        zero_crossing_rate(x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b), fs);
     if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) continue;
     if (count_distinct_up_to(r.range(a, b), kMinDistinctInContext + 1) <= kMinDistinctInContext) continue;
     if (static_cast<double>(seg.end[i] - seg.start[i]) < kMinSegmentSeconds * fs) {

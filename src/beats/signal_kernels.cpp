@@ -13,30 +13,59 @@ namespace zyn::beats {
 namespace {
 
 struct Greater {
-  static double pick(double a, double b) { return a > b ? a : b; }
+  static bool dominates(double kept, double incoming) { return kept > incoming; }
 };
 struct Smaller {
-  static double pick(double a, double b) { return a < b ? a : b; }
+  static bool dominates(double kept, double incoming) { return kept < incoming; }
 };
 
-// Van Herk / Gil-Werman: prefix extremes inside blocks of the window width
-// and suffix extremes inside the same blocks; a window spans at most one
-// block boundary, so its extreme is the pick of one suffix and one prefix.
+// Monotonic queue of sample indices whose values strictly dominate every later
+// one still in the window; its front is the window's extreme. Each index
+// enters and leaves once, so the cost is linear whatever the width, and the
+// queue never holds more than one window of indices (a ring of that size).
 template <class Rule>
 void sliding_extreme(std::span<const double> x, std::size_t half, std::span<double> out) {
   const std::size_t n = x.size();
+  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
   const std::size_t width = 2 * half + 1;
-  if (half >= n || width > n || out.size() < n) return;
-  std::vector<double> prefix(n), suffix(n);
+  std::vector<std::size_t> ring(width + 1);
+  const std::size_t cap = ring.size();
+  std::size_t front = 0, count = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    prefix[i] = (i % width == 0) ? x[i] : Rule::pick(prefix[i - 1], x[i]);
+    while (count > 0 && !Rule::dominates(x[ring[(front + count - 1) % cap]], x[i])) --count;
+    ring[(front + count) % cap] = i;
+    ++count;
+    if (ring[front] + width <= i) {
+      front = (front + 1) % cap;
+      --count;
+    }
+    if (i + 1 >= width) out[i - half] = x[ring[front]];
   }
-  for (std::size_t i = n; i-- > 0;) {
-    const bool blockEnd = (i + 1) % width == 0 || i + 1 == n;
-    suffix[i] = blockEnd ? x[i] : Rule::pick(suffix[i + 1], x[i]);
-  }
-  for (std::size_t i = 0; i + width <= n; ++i) {
-    out[i + half] = Rule::pick(suffix[i], prefix[i + width - 1]);
+}
+
+// Both monotonic queues in one pass: out[k] = max - min of the window.
+void sliding_range(std::span<const double> x, std::size_t half, std::span<double> out) {
+  const std::size_t n = x.size();
+  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
+  const std::size_t width = 2 * half + 1;
+  const std::size_t cap = width + 1;
+  std::vector<std::size_t> hiRing(cap), loRing(cap);
+  std::size_t hiFront = 0, hiCount = 0, loFront = 0, loCount = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const double v = x[i];
+    while (hiCount > 0 && !(x[hiRing[(hiFront + hiCount - 1) % cap]] > v)) --hiCount;
+    hiRing[(hiFront + hiCount++) % cap] = i;
+    while (loCount > 0 && !(x[loRing[(loFront + loCount - 1) % cap]] < v)) --loCount;
+    loRing[(loFront + loCount++) % cap] = i;
+    if (hiRing[hiFront] + width <= i) {
+      hiFront = (hiFront + 1) % cap;
+      --hiCount;
+    }
+    if (loRing[loFront] + width <= i) {
+      loFront = (loFront + 1) % cap;
+      --loCount;
+    }
+    if (i + 1 >= width) out[i - half] = x[hiRing[hiFront]] - x[loRing[loFront]];
   }
 }
 
@@ -46,6 +75,10 @@ uint64_t key_of(double v) {
 }
 
 }  // namespace
+
+void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
+  sliding_range(x, half, out);
+}
 
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
   sliding_extreme<Greater>(x, half, out);
@@ -105,25 +138,57 @@ double median_of(std::span<const double> x) {
 
 void smooth_in_place(std::vector<double>& x, double span) {
   const std::size_t n = x.size();
-  if (n < 2 || !(span > 0.0)) return;
-  const double widthValue = 2.0 * ceil_trunc(span / 2.0) - 1.0;
-  if (!(widthValue >= 3.0)) return;
-  const double halfValue = std::floor(widthValue / 2.0);
-  const std::size_t half =
-      halfValue >= static_cast<double>(n) ? n : static_cast<std::size_t>(halfValue);
-  const std::vector<double> in = x;
-  // Running sum of the samples in the (clipped) window around k.
+  const std::size_t half = std::min(smoothing_half_width(span), n);
+  if (n < 2 || half == 0) return;
+  if (half <= kDirectSumHalfWidth) {
+    smooth_direct(x, half);
+    return;
+  }
+  // Running sum of the (clipped) window around k. The original samples that
+  // will still leave the window are kept in a ring, since x is overwritten.
+  std::vector<double> ring(half + 1);
   double sum = 0.0;
-  std::size_t lo = 0, hi = 0;  // window is in[lo, hi)
-  const std::size_t firstHi = std::min(n, half + 1);
-  for (; hi < firstHi; ++hi) sum += in[hi];
+  std::size_t lo = 0, hi = 0;  // window is [lo, hi)
   for (std::size_t k = 0; k < n; ++k) {
     const std::size_t wantLo = k > half ? k - half : 0;
     const std::size_t wantHi = std::min(n, k + half + 1);
-    while (hi < wantHi) sum += in[hi++];
-    while (lo < wantLo) sum -= in[lo++];
+    for (; hi < wantHi; ++hi) sum += x[hi];
+    for (; lo < wantLo; ++lo) sum -= ring[lo % ring.size()];
+    ring[k % ring.size()] = x[k];
     x[k] = sum / static_cast<double>(hi - lo);
   }
+}
+
+std::size_t smoothing_half_width(double span) {
+  if (!(span > 0.0)) return 0;
+  const double widthValue = 2.0 * ceil_trunc(span / 2.0) - 1.0;
+  if (!(widthValue >= 3.0)) return 0;
+  const double halfValue = std::floor(widthValue / 2.0);
+  if (halfValue > 1e15) return static_cast<std::size_t>(1e15);
+  return static_cast<std::size_t>(halfValue);
+}
+
+void smooth_direct(std::vector<double>& x, std::size_t half) {
+  const std::size_t n = x.size();
+  std::vector<double> ring(half + 1);
+  for (std::size_t k = 0; k < n; ++k) {
+    const std::size_t lo = k > half ? k - half : 0;
+    const std::size_t hi = std::min(n, k + half + 1);
+    // Samples before k were overwritten: their originals are in the ring.
+    double sum = 0.0;
+    for (std::size_t i = lo; i < k; ++i) sum += ring[i % ring.size()];
+    for (std::size_t i = k; i < hi; ++i) sum += x[i];
+    ring[k % ring.size()] = x[k];
+    x[k] = sum / static_cast<double>(hi - lo);
+  }
+}
+
+double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {
+  const std::size_t lo = k > half ? k - half : 0;
+  const std::size_t hi = std::min(x.size(), k + half + 1);
+  double sum = 0.0;
+  for (std::size_t i = lo; i < hi; ++i) sum += x[i];
+  return sum / static_cast<double>(hi - lo);
 }
 
 std::size_t first_max_index(std::span<const double> x) {

@@ -261,7 +261,9 @@ std::string accuracy_document(const DatabaseRun* arrhythmia, const DatabaseRun* 
                               const std::string& command, const std::string& notes) {
   std::ostringstream out;
   out << "# Beat detection accuracy on annotated recordings\n\n"
-      << "This file is written by `zynecg-eval`. Produced by:\n\n```\n" << command << "\n```\n\n"
+      << "This file is written by `zynecg-eval` (target `zynecg-eval`, built as "
+         "`build/tools/zynecg-eval`), run from the repository root as:\n\n```\n"
+      << command << "\n```\n\n"
       << "## Method\n\n"
       << "- Signal: the lead named MLII, or the first signal of records without one (102 and "
          "104 of the MIT-BIH Arrhythmia Database: V5), converted to millivolts with the "

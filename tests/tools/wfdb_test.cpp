@@ -349,4 +349,22 @@ TEST(WfdbRealData, OtherLayoutsAndFormat16) {
   for (const Annotation& a : read_annotations(data_dir() / "nstdb" / "118e00.atr"))
     beats += is_beat(a.code) ? 1 : 0;
   EXPECT_EQ(beats, 2278u);
+  const Header qt = read_header(data_dir() / "qtdb" / "sel100.hea");  // "250/360", "200(0)"
+  EXPECT_EQ(qt.samplingFrequency, 250.0);
+  EXPECT_EQ(qt.counterFrequency, 360.0);
+  EXPECT_EQ(qt.signals[0].baseline, 0);
+  EXPECT_EQ(qt.signals[0].adcZero, 1024);
+}
+
+TEST(WfdbRealData, AllArrhythmiaRecordsHoldTheQuotedBeatTotal) {
+  if (!have_record("mitdb", "234")) GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
+  std::size_t records = 0;
+  std::size_t beats = 0;
+  for (const fs::directory_entry& e : fs::directory_iterator(data_dir() / "mitdb")) {
+    if (e.path().extension() != ".atr") continue;
+    ++records;
+    for (const Annotation& a : read_annotations(e.path())) beats += is_beat(a.code) ? 1 : 0;
+  }
+  EXPECT_EQ(records, 48u);
+  EXPECT_EQ(beats, 109494u);
 }

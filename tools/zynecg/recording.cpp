@@ -276,7 +276,7 @@ Recording read_wfdb(const std::string& path, const ReadOptions& options) {
     r.fullScale = wfdb::full_scale(spec);
     return r;
   } catch (const wfdb::Error& e) {
-    throw InputError(path, e.what());
+    throw InputError(std::string(e.what()));  // names the header or signal file
   }
 }
 

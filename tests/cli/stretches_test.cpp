@@ -109,6 +109,11 @@ TEST(StretchedAnalysis, WholeRecordInStretchesFindsTheBeatsOfOneWholeDetection) 
   const double end = static_cast<double>(f.ecg200.size()) / 200.0;
   EXPECT_EQ(unmatched(stretched, reference, 1.0, end - 1.0), std::vector<double>{});
   EXPECT_EQ(unmatched(reference, stretched, 1.0, end - 1.0), std::vector<double>{});
+
+  // The quality windows of the stretches form one gapless 10-second grid.
+  const auto& windows = f.qrs->windows;
+  EXPECT_EQ(windows.size(), f.ecg200.size() / 2000);
+  for (std::size_t i = 0; i < windows.size(); ++i) EXPECT_EQ(windows[i].first, static_cast<int64_t>(i) * 2000) << i;
 }
 
 TEST(StretchedAnalysis, QtDatabaseCopyAt250HzFindsTheBeatsOfTheMitdbOriginal) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -181,9 +182,12 @@ std::string human_summary(const FileAnalysis& f) {
       << s.extraSystoles << " extra systoles)\n";
   out << "  quality:     " << s.goodWindows << " of " << s.windows << " windows of " << f.options.windowSeconds
       << " s good";
-  for (std::size_t k = 0; k < f.beats().stretches.size(); ++k) {
-    const BeatAnalysis& a = f.beats().stretches[k].beats();
-    if (a.error != kAnalysisOk) out << "; stretch " << k << ": error " << a.error << " (" << error_meaning(a.error) << ")";
+  std::map<int32_t, std::size_t> errors;
+  for (const StretchResult& st : f.beats().stretches) errors[st.beats().error] += 1;
+  for (const auto& [code, count] : errors) {
+    if (code == kAnalysisOk) continue;
+    out << "; error " << code << " (" << error_meaning(code) << ")";
+    if (f.beats().stretches.size() > 1) out << " in " << count << " of " << f.beats().stretches.size() << " stretches";
   }
   out << "\n";
   if (s.timeDomain) {

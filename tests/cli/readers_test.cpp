@@ -196,6 +196,9 @@ TEST(CsvReader, AcceptsTheCommonLayouts) {
   EXPECT_EQ(parse_csv(text, "c.csv", v5).samples[5], -5.0);
   v5.signal = "2";
   EXPECT_EQ(parse_csv(text, "c.csv", v5).samples[5], -5.0);
+  // Semicolons with decimal commas.
+  r = parse_csv("0;1,5\n0,5;-2,25\n", "e.csv", noFs);
+  EXPECT_EQ(r.samples, (std::vector<double>{1.5, -2.25}));
   // Tab separated, plus signs and spaces.
   r = parse_csv("t\tecg\n0\t +1.5\n0.5\t-2\n", "d.tsv", noFs);
   EXPECT_DOUBLE_EQ(r.fsHz, 2.0);

@@ -133,6 +133,7 @@ nlohmann::ordered_json to_json(const FileAnalysis& f) {
                                           s.frequencyDomain ? &*s.frequencyDomain : nullptr)}};
   if (!s.hrvMethod.empty()) summary["hrvMethod"] = s.hrvMethod;
   if (!s.hrvNote.empty()) summary["hrvNote"] = s.hrvNote;
+  summary["warnings"] = s.warnings;
 
   Json codes = {{"error", Json::object()}, {"windowQuality", Json::object()}};
   for (const int32_t c : {0, 1, 2, 3, 4, 5, 6, 7, 8}) codes["error"][std::to_string(c)] = error_meaning(c);
@@ -203,6 +204,7 @@ std::string human_summary(const FileAnalysis& f) {
         << " ms², LF/HF " << fixed(p[5], 2) << "\n";
   }
   if (!s.hrvNote.empty()) out << "  HRV:         " << s.hrvNote << "\n";
+  for (const std::string& w : s.warnings) out << "  warning:     " << w << "\n";
   return out.str();
 }
 

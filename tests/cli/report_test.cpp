@@ -58,6 +58,34 @@ TEST(JsonOutput, HoldsEveryResultFieldAndTheMeaningOfEachCode) {
   EXPECT_EQ(j["fullScaleSource"], "header");
 }
 
+// A 200 Hz file of 600 s is one HRV call: the tool's numbers must be the
+// library's own for the same samples, as a Java caller would get them.
+TEST(JsonOutput, EqualsTheLibraryResultsForTheSameSamples) {
+  const std::string csv = (source_dir() / "data" / "mitdb-100-excerpt-200hz.csv").string();
+  FileOptions options;
+  options.read.fsHz = 200;
+  options.mode = Mode::Hrv;
+  options.fullScale = 10.0;
+  const auto j = to_json(analyse_file(csv, options));
+  ASSERT_EQ(j["stretches"]["hrv"].size(), 1u);
+  const auto& tool = j["stretches"]["hrv"][0]["hrv"];
+
+  const Recording r = read_recording(csv, options.read);
+  AnalysisRequest request;
+  request.ecg = std::span<const double>(r.samples);
+  request.fullScale = 10.0;
+  const HrvAnalysis direct = analyse_hrv(request);
+  EXPECT_EQ(tool["error"], direct.error);
+  EXPECT_EQ(tool["hr"], direct.hr);
+  EXPECT_EQ(tool["hrMean"], direct.hrMean);
+  EXPECT_EQ(tool["rpeaks"], direct.rpeaks);
+  EXPECT_EQ(tool["extraSystoles"], direct.extraSystoles);
+  EXPECT_EQ(tool["qualities"], direct.qualities);
+  EXPECT_EQ(tool["timeDomain"]["sdnn"], direct.timeDomain[2]);
+  EXPECT_EQ(tool["frequencyDomain"]["lf_hf"], direct.frequencyDomain[5]);
+  EXPECT_EQ(j["summary"]["hrv"]["rmssd"]["value"], direct.timeDomain[5]);
+}
+
 TEST(HtmlReport, RendersInHeadlessChromiumWithoutErrors) {
   const std::string chromium = ZYN_CHROMIUM;
   if (chromium.empty()) GTEST_SKIP() << "chromium is not installed";

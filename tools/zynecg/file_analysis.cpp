@@ -29,6 +29,7 @@ double owned_weight(const StretchResult& s) { return static_cast<double>(s.owned
 template <std::size_t N>
 std::optional<std::array<double, N>> weighted_mean(const std::vector<std::pair<double, std::array<double, N>>>& values) {
   if (values.empty()) return std::nullopt;
+  if (values.size() == 1) return values.front().second;  // exactly the library's values
   std::array<double, N> sum{};
   double weights = 0.0;
   for (const auto& [w, v] : values) {

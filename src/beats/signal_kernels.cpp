@@ -1,0 +1,143 @@
+// Linear-time window and set kernels used by the beat detector (see the header).
+#include "beats/signal_kernels.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "runtime/scalar.hpp"
+#include "toolbox/stats.hpp"
+
+namespace zyn::beats {
+namespace {
+
+struct Greater {
+  static double pick(double a, double b) { return a > b ? a : b; }
+};
+struct Smaller {
+  static double pick(double a, double b) { return a < b ? a : b; }
+};
+
+// Van Herk / Gil-Werman over blocks of one window width W: a window that
+// starts at offset r of a block covers that block's suffix from r and the
+// next block's prefix up to r - 1, so its extreme is the pick of one suffix
+// extreme and one prefix extreme. Three comparisons per sample and extreme,
+// no data-dependent branches, and only two block-sized buffers.
+template <class Rule>
+void sliding_extreme(std::span<const double> x, std::size_t half, std::span<double> out) {
+  const std::size_t n = x.size();
+  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
+  const std::size_t width = 2 * half + 1;
+  std::vector<double> suffix(width), prefix(width);
+  for (std::size_t start = 0; start + width <= n; start += width) {
+    suffix[width - 1] = x[start + width - 1];
+    for (std::size_t r = width - 1; r-- > 0;) suffix[r] = Rule::pick(x[start + r], suffix[r + 1]);
+    out[start + half] = suffix[0];
+    const std::size_t next = start + width;
+    const std::size_t available = std::min(width - 1, n - std::min(n, next));
+    if (available == 0) continue;
+    prefix[0] = x[next];
+    for (std::size_t r = 1; r < available; ++r) prefix[r] = Rule::pick(prefix[r - 1], x[next + r]);
+    for (std::size_t r = 1; r <= available; ++r) out[start + r + half] = Rule::pick(suffix[r], prefix[r - 1]);
+  }
+}
+
+uint64_t key_of(double v) {
+  if (v == 0.0) v = 0.0;  // +0 and -0 are one value
+  return std::bit_cast<uint64_t>(v);
+}
+
+}  // namespace
+
+void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
+  const std::size_t n = x.size();
+  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
+  std::vector<double> low(n);
+  sliding_extreme<Greater>(x, half, out);
+  sliding_extreme<Smaller>(x, half, low);
+  for (std::size_t k = half; k + half < n; ++k) out[k] = out[k] - low[k];
+}
+
+void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
+  sliding_extreme<Greater>(x, half, out);
+}
+
+
+std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
+  if (cap == 0) return 0;
+  std::size_t slots = 16;
+  while (slots < 4 * cap) slots *= 2;
+  std::vector<uint64_t> table(slots);
+  std::vector<unsigned char> used(slots, 0);
+  std::size_t count = 0;
+  for (double v : x) {
+    if (std::isnan(v)) {  // no two NaN samples are ever merged
+      if (++count >= cap) return cap;
+      continue;
+    }
+    const uint64_t key = key_of(v);
+    std::size_t slot = static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ull) >> 40) & (slots - 1);
+    while (used[slot] && table[slot] != key) slot = (slot + 1) & (slots - 1);
+    if (used[slot]) continue;
+    used[slot] = 1;
+    table[slot] = key;
+    if (++count >= cap) return cap;
+  }
+  return count;
+}
+
+void smooth_in_place(std::vector<double>& x, double span) {
+  const std::size_t n = x.size();
+  const std::size_t half = std::min(smoothing_half_width(span), n);
+  if (n < 2 || half == 0) return;
+  if (half <= kDirectSumHalfWidth) {
+    smooth_direct(x, half);
+    return;
+  }
+  smooth_moving_average(x, span);
+}
+
+std::size_t smoothing_half_width(double span) {
+  if (!(span > 0.0)) return 0;
+  const double widthValue = 2.0 * ceil_trunc(span / 2.0) - 1.0;
+  if (!(widthValue >= 3.0)) return 0;
+  const double halfValue = std::floor(widthValue / 2.0);
+  if (halfValue > 1e15) return static_cast<std::size_t>(1e15);
+  return static_cast<std::size_t>(halfValue);
+}
+
+void smooth_direct(std::vector<double>& x, std::size_t half) {
+  const std::size_t n = x.size();
+  const std::size_t mask = std::bit_ceil(half + 1) - 1;
+  std::vector<double> ring(mask + 1);
+  for (std::size_t k = 0; k < n; ++k) {
+    const std::size_t lo = k > half ? k - half : 0;
+    const std::size_t hi = std::min(n, k + half + 1);
+    // Samples before k were overwritten: their originals are in the ring.
+    double sum = 0.0;
+    for (std::size_t i = lo; i < k; ++i) sum += ring[i & mask];
+    for (std::size_t i = k; i < hi; ++i) sum += x[i];
+    ring[k & mask] = x[k];
+    x[k] = sum / static_cast<double>(hi - lo);
+  }
+}
+
+double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {
+  const std::size_t lo = k > half ? k - half : 0;
+  const std::size_t hi = std::min(x.size(), k + half + 1);
+  double sum = 0.0;
+  for (std::size_t i = lo; i < hi; ++i) sum += x[i];
+  return sum / static_cast<double>(hi - lo);
+}
+
+std::size_t first_max_index(std::span<const double> x) {
+  std::size_t best = 0;
+  for (std::size_t k = 1; k < x.size(); ++k) {
+    if (x[k] > x[best]) best = k;
+  }
+  return best;
+}
+
+}  // namespace zyn::beats

@@ -1,0 +1,148 @@
+// Find family, integer ranges and the stable NaN-last sort.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "toolbox/search_records.hpp"
+#include "toolbox/search_sort.hpp"
+#include "zynecgsolver/toolbox_search.h"
+
+namespace {
+
+using namespace search_test;
+using Ints = std::vector<int32_t>;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+// The sort written out as a literal bottom-up merge: ordered pairs, then runs of 2, 4, ...
+Ints bottom_up_merge_permutation(const std::vector<double>& x) {
+  const std::size_t n = x.size();
+  const auto le = [&x](int32_t a, int32_t b) {
+    return x[std::size_t(a - 1)] <= x[std::size_t(b - 1)] || std::isnan(x[std::size_t(b - 1)]);
+  };
+  Ints idx(n), merged(n);
+  for (std::size_t k = 0; k < n; k += 2) {
+    const auto p = static_cast<int32_t>(k + 1);
+    idx[k] = p;
+    if (k + 1 < n) {
+      idx[k] = le(p, p + 1) ? p : p + 1;
+      idx[k + 1] = 2 * p + 1 - idx[k];
+    }
+  }
+  for (std::size_t width = 2; width < n; width *= 2, idx = merged) {
+    for (std::size_t lo = 0; lo < n; lo += 2 * width) {
+      const std::size_t mid = std::min(lo + width, n), hi = std::min(lo + 2 * width, n);
+      std::size_t p = lo, q = mid, o = lo;
+      while (p < mid && q < hi) merged[o++] = le(idx[p], idx[q]) ? idx[p++] : idx[q++];
+      while (p < mid) merged[o++] = idx[p++];
+      while (q < hi) merged[o++] = idx[q++];
+    }
+  }
+  return idx;
+}
+
+TEST(FindFamily, AllFalseMasksGiveEmptyResultsNotZero) {
+  const std::vector<unsigned char> none(7, 0);
+  auto col = record(none, false), row = record(none, true);
+  auto out = zyn::make_record<emxArray_real_T>(2);
+  for (auto* find : {m_find, m_e_find, m_f_find}) {
+    find(col.get(), out.get());
+    EXPECT_EQ(shape(out), (Ints{0, 1}));
+  }
+  m_b_find(row.get(), out.get());
+  EXPECT_EQ(shape(out), (Ints{1, 0}));
+  auto ints = zyn::make_record<emxArray_int32_T>(2);
+  m_eml_li_find(row.get(), ints.get());
+  EXPECT_EQ(shape(ints), (Ints{1, 0}));
+  const boolean_T fixed[19] = {};
+  real_T data[19];
+  int32_T size[1] = {-1};
+  m_d_find(fixed, data, size);
+  EXPECT_EQ(size[0], 0);
+}
+
+TEST(FindFamily, PositionsAreOneBasedAndFollowOrientation) {
+  const std::vector<unsigned char> mask{0, 1, 1, 0, 0, 1, 0};
+  auto col = record(mask, false), row = record(mask, true);
+  auto out = zyn::make_record<emxArray_real_T>(2);
+  m_find(col.get(), out.get());
+  EXPECT_EQ(contents(out), (std::vector<double>{2, 3, 6}));
+  m_e_find(col.get(), out.get());
+  EXPECT_EQ(contents(out), (std::vector<double>{2}));
+  m_f_find(col.get(), out.get());
+  EXPECT_EQ(contents(out), (std::vector<double>{6}));
+  m_b_find(col.get(), out.get());  // a row routine reads one element of a column
+  EXPECT_EQ(shape(out), (Ints{1, 0}));
+  auto ints = zyn::make_record<emxArray_int32_T>(2);
+  m_b_eml_li_find(col.get(), ints.get());
+  EXPECT_EQ(shape(ints), (Ints{3, 1}));
+  m_eml_li_find(row.get(), ints.get());
+  EXPECT_EQ(shape(ints), (Ints{1, 3}));
+  boolean_T fixed[15] = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+  real_T data[15];
+  int32_T size[1];
+  m_c_find(fixed, data, size);
+  ASSERT_EQ(size[0], 2);
+  EXPECT_EQ(data[1], 15.0);
+}
+
+TEST(IntegerColon, CountsFromOneAndIsEmptyBelowOne) {
+  auto out = zyn::make_record<emxArray_int32_T>(2);
+  m_eml_integer_colon(4, out.get());
+  EXPECT_EQ(contents(out), (Ints{1, 2, 3, 4}));
+  m_eml_integer_colon(std::numeric_limits<int32_T>::min(), out.get());
+  EXPECT_EQ(shape(out), (Ints{1, 0}));
+}
+
+TEST(Sort, TiesKeepInputOrderAndNaNGoesLast) {
+  auto idx = zyn::make_record<emxArray_int32_T>(2);
+  m_eml_sort_idx(record(std::vector<double>{3, kNaN, 1, 3}, false).get(), idx.get());
+  EXPECT_EQ(contents(idx), (Ints{3, 1, 4, 2}));
+  EXPECT_EQ(shape(idx), (Ints{4, 1}));
+  m_b_eml_sort_idx(record(std::vector<double>{kNaN, -kInf, kNaN, kInf, -0.0, 0.0}, true).get(),
+                   idx.get());
+  EXPECT_EQ(contents(idx), (Ints{2, 5, 6, 4, 1, 3}));
+
+  auto x = record(std::vector<double>{2, kNaN, -1, 0.5}, false);
+  m_refp1_sort(x.get());
+  EXPECT_EQ(x->data[2], 2.0);
+  EXPECT_TRUE(std::isnan(x->data[3]));
+  auto ints = record(Ints{5, -3, 5, std::numeric_limits<int32_t>::min()}, false);
+  m_b_refp1_sort(ints.get());
+  EXPECT_EQ(contents(ints), (Ints{std::numeric_limits<int32_t>::min(), -3, 5, 5}));
+}
+
+TEST(Sort, MatchesLiteralBottomUpMergeOnRandomInputWithTiesAndNaN) {
+  std::mt19937 rng(20261123);
+  const std::vector<double> pool{kNaN, -kInf, kInf, -1.5, 0.0, -0.0, 2.0, 7.25};
+  for (int trial = 0; trial < 400; ++trial) {
+    std::vector<double> x(std::uniform_int_distribution<std::size_t>(0, 150)(rng));
+    for (double& v : x) v = pool[std::uniform_int_distribution<std::size_t>(0, 7)(rng)];
+    ASSERT_EQ(zyn::sort_permutation(x), bottom_up_merge_permutation(x)) << "trial " << trial;
+  }
+}
+
+TEST(SearchRejection, NullAndOverstatedRecordsStayInBounds) {
+  auto out = zyn::make_record<emxArray_real_T>(2);
+  m_find(nullptr, out.get());
+  m_setdiff(nullptr, nullptr, out.get());
+  EXPECT_EQ(zyn::element_count(out.get()), 0);
+  m_find(nullptr, nullptr);
+  m_refp1_sort(nullptr);
+  m_c_find(nullptr, nullptr, nullptr);
+  m_b_unique(nullptr, nullptr, nullptr);
+  m_ismember(nullptr, nullptr, nullptr);
+  // Extents claiming more elements than the storage holds: reads stay inside it.
+  double storage[3] = {3, 1, 2};
+  emxArray_real_T* liar = emxCreateWrapper_real_T(storage, 3, 1);
+  liar->size[0] = 1000;
+  auto idx = zyn::make_record<emxArray_int32_T>(2);
+  m_eml_sort_idx(liar, idx.get());
+  EXPECT_EQ(contents(idx), (Ints{2, 3, 1}));
+  emxDestroyArray_real_T(liar);
+}
+
+}  // namespace

@@ -1,0 +1,194 @@
+// Smoothing and statistics: smoother widths, ends and short input, agreement
+// with a direct per-sample mean on long random signals, and known answers of
+// the covariance, correlations and kurtosis.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "runtime/emx.hpp"
+#include "toolbox/stats.hpp"
+#include "zynecgsolver/toolbox_stats.h"
+
+namespace {
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+using RealRecord = zyn::RecordPtr<emxArray_real_T>;
+
+RealRecord real_array(int32_t rows, int32_t cols, const std::vector<double>& values) {
+  auto r = zyn::make_record<emxArray_real_T>(2);
+  zyn::assign(r.get(), {rows, cols}, std::span<const double>(values));
+  return r;
+}
+RealRecord column_of(const std::vector<double>& v) { return real_array(static_cast<int32_t>(v.size()), 1, v); }
+
+std::vector<double> smoothed(std::vector<double> x, double span) {
+  auto r = column_of(x);
+  m_refp1_smooth_emlc(r.get(), span);
+  const auto e = zyn::elements(r.get());
+  return {e.begin(), e.end()};
+}
+
+// The mean of the samples that exist within half samples of each position.
+std::vector<double> direct_moving_mean(const std::vector<double>& x, std::size_t half) {
+  std::vector<double> y(x.size());
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const std::size_t first = i > half ? i - half : 0;
+    const std::size_t last = std::min(x.size() - 1, i + half);
+    double s = 0.0;
+    for (std::size_t k = first; k <= last; ++k) s += x[k];
+    y[i] = s / static_cast<double>(last - first + 1);
+  }
+  return y;
+}
+
+// A beat-like test signal in millivolts on a large baseline, so that a running
+// sum would lose digits if it drifted.
+std::vector<double> ecg_like(std::size_t n, unsigned seed) {
+  std::mt19937_64 rng(seed);
+  std::normal_distribution<double> noise(0.0, 0.05);
+  std::vector<double> x(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const double phase = std::fmod(static_cast<double>(i), 160.0);
+    x[i] = 1000.0 + 1.5 * std::exp(-phase * phase / 8.0) + 0.2 * std::sin(static_cast<double>(i) / 70.0) + noise(rng);
+  }
+  return x;
+}
+
+TEST(Smoother, WindowWidthFromSpan) {
+  EXPECT_EQ(zyn::smoothing_width(4.0), 3);
+  EXPECT_EQ(zyn::smoothing_width(5.0), 5);
+  EXPECT_EQ(zyn::smoothing_width(4.2), 5);
+  EXPECT_EQ(zyn::smoothing_width(2.0), 1);
+  EXPECT_EQ(zyn::smoothing_width(0.3), 1);
+  EXPECT_EQ(zyn::smoothing_width(600.0), 599);
+  for (double bad : {0.0, -3.0, kNaN}) EXPECT_EQ(zyn::smoothing_width(bad), 1);
+}
+
+TEST(Smoother, NarrowSpansAndShortInputLeaveTheSignal) {
+  const std::vector<double> x{3, -1, 4, 1, -5};
+  for (double span : {0.5, 1.0, 2.0}) EXPECT_EQ(smoothed(x, span), x);
+  EXPECT_EQ(smoothed({7.0}, 50.0), std::vector<double>{7.0});
+  EXPECT_TRUE(smoothed({}, 5.0).empty());
+}
+
+TEST(Smoother, EvenSpanNarrowsAndEndsAverageTheSamplesThatExist) {
+  const std::vector<double> x{1, 2, 3, 4, 10};
+  const std::vector<double> three{1.5, 2, 3, 17.0 / 3.0, 7};
+  EXPECT_EQ(smoothed(x, 4.0), three);
+  EXPECT_EQ(smoothed(x, 3.0), three);
+  const std::vector<double> five{2, 2.5, 4, 19.0 / 4.0, 17.0 / 3.0};
+  EXPECT_EQ(smoothed(x, 4.2), five);
+  EXPECT_EQ(smoothed({2, 4}, 1e9), (std::vector<double>{3, 3}));  // wider than the signal
+}
+
+TEST(Smoother, AgreesWithADirectMeanOnLongSignals) {
+  const std::vector<double> x = ecg_like(20000, 7);
+  for (double span : {3.0, 4.0, 40.0, 41.0, 600.0}) {
+    const auto got = smoothed(x, span);
+    const auto want = direct_moving_mean(x, static_cast<std::size_t>((zyn::smoothing_width(span) - 1) / 2));
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < got.size(); ++i) {
+      ASSERT_NEAR(got[i], want[i], 1e-12 * std::fabs(want[i])) << "span " << span << " at " << i;
+    }
+  }
+}
+
+// Huge artefacts at the start must leave no trace in the running window sum
+// once they have left the window (a plain running sum keeps their rounding).
+TEST(Smoother, LargeArtefactsLeaveNoResidue) {
+  std::mt19937_64 rng(3);
+  std::uniform_real_distribution<double> huge(-1e9, 1e9);
+  std::vector<double> x = ecg_like(30000, 5);
+  for (double& v : x) v -= 1000.0;
+  for (std::size_t i = 0; i < 3000; ++i) x[i] = huge(rng);
+  const auto got = smoothed(x, 600.0);
+  const auto want = direct_moving_mean(x, 299);
+  for (std::size_t i = 3300; i < x.size(); ++i) ASSERT_NEAR(got[i], want[i], 1e-13) << "at " << i;
+}
+
+TEST(Smoother, NonFiniteSamplesOnlyReachTheirOwnWindows) {
+  std::vector<double> x(40, 1.0);
+  x[10] = kInf;
+  x[20] = kNaN;
+  const auto y = smoothed(x, 5.0);  // half-width 2
+  EXPECT_EQ(y[7], 1.0);
+  EXPECT_EQ(y[8], kInf);
+  EXPECT_EQ(y[12], kInf);
+  EXPECT_EQ(y[13], 1.0);
+  EXPECT_TRUE(std::isnan(y[18]));
+  EXPECT_TRUE(std::isnan(y[22]));
+  EXPECT_EQ(y[23], 1.0);
+  EXPECT_EQ(y[39], 1.0);
+}
+
+TEST(Covariance, KnownAnswersAndDegenerateLengths) {
+  double C[4];
+  m_cov(column_of({1, 2, 3, 4}).get(), column_of({2, 4, 6, 9}).get(), C);
+  EXPECT_EQ(C[0], 5.0 / 3.0);
+  EXPECT_EQ(C[1], 11.5 / 3.0);
+  EXPECT_EQ(C[2], C[1]);
+  EXPECT_EQ(C[3], 26.75 / 3.0);
+  m_cov(column_of({3}).get(), column_of({8}).get(), C);
+  for (double c : C) EXPECT_EQ(c, 0.0);
+  m_cov(column_of({}).get(), column_of({}).get(), C);
+  for (double c : C) EXPECT_TRUE(std::isnan(c));
+}
+
+TEST(Correlation, LinearAndDegenerateInput) {
+  EXPECT_NEAR(m_corr_emlc(column_of({1, 2, 3, 4}).get(), column_of({3, 5, 7, 9}).get()), 1.0, 1e-15);
+  EXPECT_NEAR(m_corr_emlc(column_of({1, 2, 3}).get(), column_of({3, 2, 1}).get()), -1.0, 1e-15);
+  EXPECT_EQ(m_corr_emlc(column_of({1, 2, 3, 4}).get(), column_of({1, -1, -1, 1}).get()), 0.0);
+  EXPECT_TRUE(std::isnan(m_corr_emlc(column_of({2, 2, 2}).get(), column_of({1, 5, 3}).get())));
+  EXPECT_TRUE(std::isnan(m_corr_emlc(column_of({2}).get(), column_of({1}).get())));
+}
+
+TEST(CorrelationMatrix, KnownAnswersConstantColumnAndBounds) {
+  // Columns: x, 2x + 1, -x, a constant.
+  auto R = zyn::make_record<emxArray_real_T>(2);
+  m_corrcoef(real_array(3, 4, {1, 2, 4, 3, 5, 9, -1, -2, -4, 7, 7, 7}).get(), R.get());
+  ASSERT_EQ(R->size[0], 4);
+  ASSERT_EQ(R->size[1], 4);
+  const auto r = [&](int i, int j) { return R->data[i + 4 * j]; };
+  EXPECT_EQ(r(0, 0), 1.0);
+  EXPECT_EQ(r(1, 1), 1.0);
+  EXPECT_EQ(r(0, 2), -1.0);
+  EXPECT_NEAR(r(0, 1), 1.0, 1e-15);
+  EXPECT_EQ(r(1, 0), r(0, 1));
+  EXPECT_TRUE(std::isnan(r(3, 3)));
+  EXPECT_TRUE(std::isnan(r(0, 3)));
+
+  std::mt19937_64 rng(11);
+  std::normal_distribution<double> g(0.0, 1.0);
+  std::vector<double> X(50 * 6);
+  for (std::size_t k = 0; k < X.size(); ++k) X[k] = k >= 50 && k < 100 ? X[k - 50] * 3.0 : g(rng);
+  std::vector<double> out;
+  zyn::corrcoef(X, 50, 6, out);
+  ASSERT_EQ(out.size(), 36u);
+  for (double v : out) EXPECT_LE(std::fabs(v), 1.0);
+  EXPECT_NEAR(out[1], 1.0, 1e-15);
+
+  m_corrcoef(real_array(0, 2, {}).get(), R.get());
+  ASSERT_EQ(R->size[0], 2);
+  for (int k = 0; k < 4; ++k) EXPECT_TRUE(std::isnan(R->data[k]));
+}
+
+TEST(Kurtosis, MomentRatioAndCentringInPlace) {
+  auto x = column_of({3, 5, 3, 5, 3, 5});
+  EXPECT_EQ(m_kurtosis_emlc(x.get()), 1.0);
+  EXPECT_EQ(x->data[0], -1.0);  // centred in place
+  EXPECT_EQ(x->data[1], 1.0);
+  // Deviations {-2, -1, 0, 1, 2}: (34 / 5) / (10 / 5)^2.
+  EXPECT_EQ(m_kurtosis_emlc(column_of({1, 2, 3, 4, 5}).get()), 1.7);
+  EXPECT_TRUE(std::isnan(m_kurtosis_emlc(column_of({}).get())));
+  std::vector<double> spiky(100, 0.0);
+  spiky[50] = 1.0;
+  EXPECT_NEAR(zyn::kurtosis(spiky), 98.0102, 1e-4);
+}
+
+}  // namespace

@@ -420,6 +420,30 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
   return rows;
 }
 
+// cross[j] = sum over samples k (in order) of x_i(k) x_j(k) for j > i, the
+// centred samples stored sample-major (g beats per sample). Blocks of eight
+// beats keep their eight sums in registers across the samples; each sum still
+// adds its products in sample order.
+void cross_products(const std::vector<double>& centred, std::size_t g, std::size_t len, std::size_t i,
+                    std::vector<double>& cross) {
+  constexpr std::size_t kBlock = 8;
+  std::size_t j = i + 1;
+  for (; j + kBlock <= g; j += kBlock) {
+    double acc[kBlock] = {};
+    for (std::size_t k = 0; k < len; ++k) {
+      const double xi = centred[k * g + i];
+      const double* col = &centred[k * g + j];
+      for (std::size_t u = 0; u < kBlock; ++u) acc[u] += xi * col[u];
+    }
+    for (std::size_t u = 0; u < kBlock; ++u) cross[j + u] = acc[u];
+  }
+  for (; j < g; ++j) {
+    double acc = 0.0;
+    for (std::size_t k = 0; k < len; ++k) acc += centred[k * g + i] * centred[k * g + j];
+    cross[j] = acc;
+  }
+}
+
 // Phase 9 step 1: the most typical of the taller beats. Beats are sorted by
 // height (row maximum); all but the q - 1 lowest (q = ceil(count / 4)) are
 // correlated with one another and the beat with the largest sum of
@@ -463,12 +487,7 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
   std::vector<double> sums(g, 0.0);
   std::vector<double> cross(g);
   for (std::size_t i = 0; i < g; ++i) {
-    std::fill(cross.begin() + static_cast<std::ptrdiff_t>(i), cross.end(), 0.0);
-    for (std::size_t k = 0; k < len; ++k) {
-      const double xi = centred[k * g + i];
-      const double* col = &centred[k * g];
-      for (std::size_t j = i + 1; j < g; ++j) cross[j] += xi * col[j];
-    }
+    cross_products(centred, g, len, i, cross);
     // A beat with no spread correlates with nothing: NaN on the diagonal.
     const double diagonal = variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
     sums[i] += diagonal;

@@ -491,12 +491,16 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
     // A beat with no spread correlates with nothing: NaN on the diagonal.
     const double diagonal = variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
     sums[i] += diagonal;
+    // Coefficients first (independent, so the divisions overlap), then the
+    // two kinds of sums, each still in row order.
     for (std::size_t j = i + 1; j < g; ++j) {
-      double rho = cross[j] / nm1 / spread[i] / spread[j];
-      if (std::fabs(rho) > 1.0) rho = rho / std::fabs(rho);
-      sums[i] += rho;
-      sums[j] += rho;
+      const double rho = cross[j] / nm1 / spread[i] / spread[j];
+      cross[j] = std::fabs(rho) > 1.0 ? rho / std::fabs(rho) : rho;
     }
+    for (std::size_t j = i + 1; j < g; ++j) sums[j] += cross[j];
+    double rowSum = sums[i];
+    for (std::size_t j = i + 1; j < g; ++j) rowSum += cross[j];
+    sums[i] = rowSum;
   }
   return group[first_max_index(sums)];
 }

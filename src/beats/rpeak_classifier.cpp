@@ -314,14 +314,18 @@ double zero_crossing_rate(std::span<const double> context, std::span<const doubl
     smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
   }
   const double mean = sum(x) / static_cast<double>(len);
-  double changes = 0.0;
-  double previous = sign_of(x[0] - mean);
+  // Signs as -1, 0, +1 (0 for an exact zero or NaN) in integers: the count of
+  // sign steps is exact either way, and this form has no branches.
+  auto sign_at = [&](std::size_t k) {
+    const double v = x[k] - mean;
+    return static_cast<int64_t>(v > 0.0) - static_cast<int64_t>(v < 0.0);
+  };
+  int64_t changes = 0;
   for (std::size_t k = 1; k < len; ++k) {
-    const double current = sign_of(x[k] - mean);
-    changes += std::fabs(current - previous);
-    previous = current;
+    const int64_t step = sign_at(k) - sign_at(k - 1);
+    changes += step < 0 ? -step : step;
   }
-  return changes / static_cast<double>(len - 1);
+  return static_cast<double>(changes) / static_cast<double>(len - 1);
 }
 
 // Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall

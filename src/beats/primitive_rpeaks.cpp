@@ -84,10 +84,13 @@ void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, 
 }
 
 std::vector<double> primitive_rpeaks(std::span<const double> x, double fs) {
-  const std::size_t n = x.size();
-  if (n < kMinimumSamples) return {};
-  const std::vector<double> f = zero_phase_band_pass(x);
+  if (x.size() < kMinimumSamples) return {};
+  return pick_coarse_peaks(zero_phase_band_pass(x), fs);
+}
 
+std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {
+  const std::size_t n = f.size();
+  if (n == 0) return {};
   // Candidates: every sample above 0.3 of the filtered maximum (1-based).
   const double threshold = kThresholdOfMaximum * running_max(f);
   std::vector<int64_t> idx;

@@ -19,4 +19,7 @@ void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, 
 // accepted; empty for no candidate or fewer than 13 samples.
 std::vector<double> primitive_rpeaks(std::span<const double> x, double fs);
 
+// The peak picking alone, on an already filtered signal f.
+std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs);
+
 }  // namespace zyn::beats

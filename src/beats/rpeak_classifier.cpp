@@ -211,6 +211,20 @@ std::vector<double> envelope_trend(const std::vector<double>& env, double fs) {
   return trend;
 }
 
+// Phase 4 step 3: envelope > 3 noiseSd^3 + 0.5 trend, the cube taken by the
+// library power function. The cube as two products differs from it by a few
+// units in the last place at most, so it settles every comparison that is not
+// within a relative 1e-12 of equality; only those take the slower power call,
+// and the mask is the same as with the power function everywhere.
+unsigned char above_threshold(double envelope, double noiseSd, double trend) {
+  const double cube = noiseSd * noiseSd * noiseSd;
+  const double approx = kNoiseCubeWeight * cube + kTrendWeight * trend;
+  const double margin = 1e-12 * (std::fabs(kNoiseCubeWeight * cube) + std::fabs(kTrendWeight * trend));
+  if (envelope > approx + margin) return 1;
+  if (envelope < approx - margin) return 0;
+  return envelope > kNoiseCubeWeight * pow_snf(noiseSd, 3.0) + kTrendWeight * trend ? 1 : 0;
+}
+
 struct Segments {
   std::vector<std::ptrdiff_t> start, end;  // 1-based, inclusive
   std::vector<double> peak;                // chosen R position, 0 for none
@@ -430,11 +444,6 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
   return group[first_max_index(sums)];
 }
 
-struct Classes {
-  std::vector<double> normal;  // class 1, in order of acceptance
-  std::vector<double> other;   // class 2
-};
-
 // Phase 9 steps 2 and 3: correlation of each segment with the template,
 // premature-beat rule and class split; class-1 peaks refined on the raw signal.
 Classes classify_beats(const Segments& seg, const std::vector<double>& tmplRow, std::span<const double> ecg,
@@ -557,6 +566,8 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
   return added;
 }
 
+}  // namespace
+
 // Phase 10: one sorted list of distinct positions; a position in both
 // classes keeps label 1; labels swap when class 2 holds more than half.
 ClassifiedBeats assemble(const Classes& c) {
@@ -584,8 +595,8 @@ ClassifiedBeats assemble(const Classes& c) {
   return out;
 }
 
+namespace {
 ClassifiedBeats unusable() { return {{0.0}, {0.0}}; }
-
 }  // namespace
 
 LocalPeak find_local_peak(std::span<const double> x) {
@@ -626,9 +637,7 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) {
                        samples_floor(kEnvelopeHalfWindowSeconds * fs));
   const std::vector<double> trend = envelope_trend(env, fs);
   std::vector<unsigned char> mask(ecg.size());
-  for (std::size_t k = 0; k < ecg.size(); ++k) {
-    mask[k] = env[k] > kNoiseCubeWeight * pow_snf(noiseSd[k], 3.0) + kTrendWeight * trend[k];
-  }
+  for (std::size_t k = 0; k < ecg.size(); ++k) mask[k] = above_threshold(env[k], noiseSd[k], trend[k]);
 
   // Phases 5 to 7: candidate segments, one R peak per accepted segment.
   Segments seg = candidate_segments(mask);

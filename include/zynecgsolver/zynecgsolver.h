@@ -5,5 +5,10 @@
 #include "zynecgsolver/types.h"
 #include "zynecgsolver/emxarray.h"
 #include "zynecgsolver/rt_nonfinite.h"
+#include "zynecgsolver/toolbox_reductions.h"
+#include "zynecgsolver/toolbox_search.h"
+#include "zynecgsolver/toolbox_stats.h"
+#include "zynecgsolver/beats.h"
+#include "zynecgsolver/hrv.h"
 
 #endif

@@ -1,0 +1,35 @@
+package com.zyn.zynsolver;
+
+import java.io.IOException;
+import java.security.GeneralSecurityException;
+import javax.crypto.SealedObject;
+import javax.crypto.spec.SecretKeySpec;
+
+/** Opens the results that the native analyses return sealed under AES. */
+public final class SealedResults {
+  private SealedResults() {}
+
+  /** Opens a sealed result with the key agreed with the native library. */
+  public static Object open(SealedObject sealed) throws IOException, GeneralSecurityException {
+    if (sealed == null) {
+      throw new IllegalArgumentException("no sealed result (the native call returned null)");
+    }
+    try {
+      return sealed.getObject(new SecretKeySpec(SealingKey.bytes(), "AES"));
+    } catch (ClassNotFoundException e) {
+      throw new IOException("sealed result holds an unknown class", e);
+    }
+  }
+
+  /** Opens the result of {@link NativeZYNecgSolver#runQRSDetection}. */
+  public static ZYNecgQrsResults openQrs(SealedObject sealed)
+      throws IOException, GeneralSecurityException {
+    return (ZYNecgQrsResults) open(sealed);
+  }
+
+  /** Opens the result of {@link NativeZYNecgSolver#runHRV}. */
+  public static ZYNecgResults openHrv(SealedObject sealed)
+      throws IOException, GeneralSecurityException {
+    return (ZYNecgResults) open(sealed);
+  }
+}

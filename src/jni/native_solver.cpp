@@ -1,0 +1,216 @@
+// Native methods of com.zyn.zynsolver.NativeZYNecgSolver. Marshalling only:
+// the results class and its fields are looked up, the cipher prepared, the
+// samples copied out of the Java array, the analysis of src/analysis run, the
+// fields written in the order of the results classes, and the object sealed.
+//
+// Every JNI call that can throw is followed by a check; a pending exception
+// ends the call with null after everything made here has been released, so
+// it surfaces in Java. No C++ exception leaves these functions: a failed
+// allocation becomes an OutOfMemoryError.
+#include <jni.h>
+
+#include <array>
+#include <new>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "analysis/pipelines.hpp"
+#include "com_zyn_zynsolver_NativeZYNecgSolver.h"
+#include "jni/jni_refs.hpp"
+#include "jni/sealing.hpp"
+
+namespace zyn::jni {
+namespace {
+
+constexpr const char* kVersion = "1.5.4";
+
+// How one results class is filled.
+struct ResultsShape {
+  const char* className;
+  const char* missingClassMessage;
+  std::array<const char*, 5> arrayFields;  // beats, extra, two reserved, qualities
+  std::span<const char* const> statisticFields;  // doubles after "hr_mean"
+};
+
+constexpr std::array<const char*, 13> kHrvStatisticFields{
+    "nn_rr", "avnn", "sdnn", "sdann", "sdnnidx", "rmssd", "pnn50",
+    "tot_pwr", "ulf_pwr", "vlf_pwr", "lf_pwr", "hf_pwr", "lf_hf"};
+
+const ResultsShape kQrsShape{
+    "com/zyn/zynsolver/ZYNecgQrsResults",
+    "*** ERROR: Could not find ZYNecgQrsResultsClass.",
+    {"rpeaks", "extra_systoles", "qrs_onsets", "qrs_offsets", "qualities"},
+    {}};
+const ResultsShape kHrvShape{
+    "com/zyn/zynsolver/ZYNecgResults",
+    "*** ERROR: Could not find ZYNecgResultsClass.",
+    {"rpeaks", "extra_systoles", "ppeaks", "tpeaks", "qualities"},
+    kHrvStatisticFields};
+
+// The results object and the IDs of its fields, in the order they are set.
+struct ResultsObject {
+  LocalRef<jclass> cls;
+  LocalRef<jobject> object;
+  jfieldID error = nullptr;
+  jfieldID hr = nullptr;
+  jfieldID hrMean = nullptr;
+  std::vector<jfieldID> statistics;
+  std::array<jfieldID, 5> arrays{};
+};
+
+std::optional<ResultsObject> make_results_object(JNIEnv* env, const ResultsShape& shape) {
+  auto cls = find_class_quietly(env, shape.className);
+  if (!cls) {
+    print_line(shape.missingClassMessage);
+    return std::nullopt;
+  }
+  jmethodID constructor = env->GetMethodID(cls.get(), "<init>", "()V");
+  if (constructor == nullptr) return std::nullopt;
+  LocalRef<jobject> object(env, env->NewObject(cls.get(), constructor));
+  if (exception_pending(env) || !object) return std::nullopt;
+
+  ResultsObject r{std::move(cls), std::move(object), nullptr, nullptr, nullptr, {}, {}};
+  auto field = [&](const char* name, const char* sig) { return env->GetFieldID(r.cls.get(), name, sig); };
+  if ((r.error = field("error", "I")) == nullptr) return std::nullopt;
+  if ((r.hr = field("hr", "D")) == nullptr) return std::nullopt;
+  if ((r.hrMean = field("hr_mean", "D")) == nullptr) return std::nullopt;
+  for (const char* name : shape.statisticFields) {
+    jfieldID id = field(name, "D");
+    if (id == nullptr) return std::nullopt;
+    r.statistics.push_back(id);
+  }
+  for (std::size_t i = 0; i < r.arrays.size(); ++i) {
+    if ((r.arrays[i] = field(shape.arrayFields[i], "[I")) == nullptr) return std::nullopt;
+  }
+  return r;
+}
+
+// Copies the samples out of the Java array (nothing stays pinned or leaks).
+std::optional<std::vector<double>> read_samples(JNIEnv* env, jdoubleArray ecg) {
+  const jsize n = env->GetArrayLength(ecg);
+  std::vector<double> samples(static_cast<std::size_t>(n));
+  env->GetDoubleArrayRegion(ecg, 0, n, samples.data());
+  if (exception_pending(env)) return std::nullopt;
+  return samples;
+}
+
+bool set_int_array(JNIEnv* env, jobject object, jfieldID field, const std::vector<int32_t>& values) {
+  const auto n = static_cast<jsize>(values.size());
+  LocalRef<jintArray> array(env, env->NewIntArray(n));
+  if (!array) return false;
+  env->SetIntArrayRegion(array.get(), 0, n, reinterpret_cast<const jint*>(values.data()));
+  if (exception_pending(env)) return false;
+  env->SetObjectField(object, field, array.get());
+  return !exception_pending(env);
+}
+
+// Writes the fields in table order: error, hr, hr_mean, statistics, arrays.
+bool write_fields(JNIEnv* env, const ResultsObject& r, const BeatAnalysis& a,
+                  std::span<const double> statistics) {
+  jobject o = r.object.get();
+  env->SetIntField(o, r.error, a.error);
+  env->SetDoubleField(o, r.hr, a.hr);
+  env->SetDoubleField(o, r.hrMean, a.hrMean);
+  for (std::size_t i = 0; i < r.statistics.size() && i < statistics.size(); ++i) {
+    env->SetDoubleField(o, r.statistics[i], statistics[i]);
+  }
+  const std::vector<int32_t> reserved(static_cast<std::size_t>(a.beatArrayLength), -1);
+  const std::array<const std::vector<int32_t>*, 5> arrays{&a.rpeaks, &a.extraSystoles, &reserved,
+                                                          &reserved, &a.qualities};
+  for (std::size_t i = 0; i < arrays.size(); ++i) {
+    if (!set_int_array(env, o, r.arrays[i], *arrays[i])) return false;
+  }
+  return true;
+}
+
+std::span<const double> statistics_of(const QrsAnalysis&) { return {}; }
+
+std::vector<double> statistics_of(const HrvAnalysis& a) {
+  std::vector<double> s(a.timeDomain.begin(), a.timeDomain.end());
+  s.insert(s.end(), a.frequencyDomain.begin(), a.frequencyDomain.end());
+  return s;
+}
+
+// One analysis call from Java: the sequence shared by both native methods.
+template <class Analyse>
+jobject run_sealed_analysis(JNIEnv* env, const ResultsShape& shape, jdoubleArray ecg, jint fs,
+                            jint startSeconds, jint qualityWindowSeconds, jdouble fullScale,
+                            Analyse analyse) {
+  LocalRef<jstring> algorithm(env, env->NewStringUTF("AES"));
+  if (!algorithm) return nullptr;
+  auto results = make_results_object(env, shape);
+  if (!results) return nullptr;
+  auto sealer = prepare_sealer(env, algorithm.get());
+  if (!sealer) return nullptr;
+
+  std::optional<std::vector<double>> samples;
+  if (ecg != nullptr) {
+    samples = read_samples(env, ecg);
+    if (!samples) return nullptr;
+  }
+  AnalysisRequest request;
+  if (samples) request.ecg = std::span<const double>(*samples);
+  request.fs = fs;
+  request.startSeconds = startSeconds;
+  request.qualityWindowSeconds = qualityWindowSeconds;
+  request.fullScale = fullScale;
+  const auto analysis = analyse(request);
+  samples.reset();
+
+  const auto statistics = statistics_of(analysis);
+  if (!write_fields(env, *results, analysis, statistics)) return nullptr;
+  return seal(env, *sealer, results->object.get());
+}
+
+void throw_out_of_memory(JNIEnv* env) {
+  if (exception_pending(env)) return;
+  jclass oom = env->FindClass("java/lang/OutOfMemoryError");
+  if (oom != nullptr) env->ThrowNew(oom, "native ECG analysis could not allocate memory");
+}
+
+template <class Body>
+jobject guarded_call(JNIEnv* env, Body body) noexcept {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    throw_out_of_memory(env);
+  } catch (...) {
+    if (!exception_pending(env)) {
+      jclass err = env->FindClass("java/lang/IllegalStateException");
+      if (err != nullptr) env->ThrowNew(err, "native ECG analysis failed");
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+}  // namespace zyn::jni
+
+extern "C" {
+
+JNIEXPORT jobject JNICALL Java_com_zyn_zynsolver_NativeZYNecgSolver_runQRSDetection(
+    JNIEnv* env, jobject, jdoubleArray ecg, jint fs, jint startSeconds, jint qualityWindowSeconds,
+    jdouble fullScale) {
+  using namespace zyn::jni;
+  return guarded_call(env, [&] {
+    return run_sealed_analysis(env, kQrsShape, ecg, fs, startSeconds, qualityWindowSeconds,
+                               fullScale, zyn::analyse_qrs);
+  });
+}
+
+JNIEXPORT jobject JNICALL Java_com_zyn_zynsolver_NativeZYNecgSolver_runHRV(
+    JNIEnv* env, jobject, jdoubleArray ecg, jint fs, jint startSeconds, jint qualityWindowSeconds,
+    jdouble fullScale) {
+  using namespace zyn::jni;
+  return guarded_call(env, [&] {
+    return run_sealed_analysis(env, kHrvShape, ecg, fs, startSeconds, qualityWindowSeconds,
+                               fullScale, zyn::analyse_hrv);
+  });
+}
+
+JNIEXPORT jstring JNICALL Java_com_zyn_zynsolver_NativeZYNecgSolver_getVersion(JNIEnv* env, jobject) {
+  return env->NewStringUTF(zyn::jni::kVersion);
+}
+
+}  // extern "C"

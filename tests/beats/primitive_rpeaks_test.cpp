@@ -42,8 +42,10 @@ TEST(BandPass, CAdapterStartsFromTheGivenStateAndKeepsTheLength) {
   ASSERT_EQ(out->size[0], 3);
   EXPECT_DOUBLE_EQ(out->data[0], 1.0);                        // y1 = z1
   EXPECT_DOUBLE_EQ(out->data[1], 2.0 - (-2.673578905120266));  // y2 = z2 - a1 y1
-  m_filter(emxCreateWrapper_real_T(x.data(), 0, 1), zi, out);  // an empty input only resizes
+  emxArray_real_T* none = emxCreateWrapper_real_T(x.data(), 0, 1);
+  m_filter(none, zi, out);  // an empty input only resizes
   EXPECT_EQ(out->size[0], 0);
+  emxDestroyArray_real_T(none);
   emxDestroyArray_real_T(in);
   emxDestroyArray_real_T(out);
 }

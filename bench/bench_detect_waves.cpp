@@ -4,47 +4,19 @@
 // when the data folder is absent.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "beats/detect_waves.hpp"
+#include "beats/support.hpp"
 
 namespace {
 
 constexpr double kRate = 200.0;
 constexpr double kMinutes = 10.0;
-
-// First signal of a format-212 record in millivolts (gain 200, zero 1024).
-std::vector<double> read_mitdb_lead(const std::string& record, double sourceRate) {
-  std::ifstream in(std::string(ZYN_DATA_DIR) + "/mitdb/" + record + ".dat", std::ios::binary);
-  if (!in) return {};
-  const std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), {});
-  const auto wanted = static_cast<std::size_t>(kMinutes * 60.0 * sourceRate);
-  std::vector<double> mv;
-  for (std::size_t i = 0; i + 2 < bytes.size() && mv.size() < wanted; i += 3) {
-    int v = bytes[i] | ((bytes[i + 1] & 0x0F) << 8);
-    if (v & 0x800) v -= 4096;
-    mv.push_back((v - 1024) / 200.0);
-  }
-  return mv;
-}
-
-std::vector<double> resample_linear(const std::vector<double>& x, double from, double to) {
-  if (x.size() < 2) return x;
-  const auto n = static_cast<std::size_t>(std::floor(static_cast<double>(x.size() - 1) * to / from)) + 1;
-  std::vector<double> y(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    const double t = static_cast<double>(i) * from / to;
-    const auto k = static_cast<std::size_t>(t);
-    const double f = t - static_cast<double>(k);
-    y[i] = k + 1 < x.size() ? x[k] * (1.0 - f) + x[k + 1] * f : x[k];
-  }
-  return y;
-}
 
 // Regular beats at 72 per minute: a narrow QRS on a slow baseline wave.
 std::vector<double> synthetic_recording() {
@@ -60,9 +32,10 @@ std::vector<double> synthetic_recording() {
 }
 
 std::vector<double> recording(const std::string& record) {
-  std::vector<double> x = read_mitdb_lead(record, 360.0);
+  std::vector<double> x = beats_test::read_mitdb(std::string(ZYN_DATA_DIR) + "/mitdb", record).mv;
   if (x.empty()) return synthetic_recording();
-  return resample_linear(x, 360.0, kRate);
+  x.resize(std::min(x.size(), static_cast<std::size_t>(kMinutes * 60.0 * 360.0)));
+  return beats_test::resample_linear(x, 360.0, kRate);
 }
 
 void detect_waves_on(benchmark::State& state, const std::string& record) {

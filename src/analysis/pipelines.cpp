@@ -146,52 +146,44 @@ Analysis begin_analysis(const AnalysisRequest& r, const EntryLimits& limits) {
   return a;
 }
 
-}  // namespace
-
-QrsAnalysis analyse_qrs(const AnalysisRequest& r) {
-  QrsAnalysis a = begin_analysis<QrsAnalysis>(r, kQrsLimits);
-  if (a.error != kAnalysisOk) {
-    fill_default_arrays(a, r, kQrsLimits);
-    return a;
+// The sequence both analyses share: validation, detection and the two heart
+// rates, the analysis's own step on a plausible rhythm, the status mapping,
+// and the output arrays (the default ones when no rhythm was accepted).
+template <class Analysis, class AfterDetection>
+Analysis run_entry(const AnalysisRequest& r, const EntryLimits& limits, AfterDetection after) {
+  Analysis a = begin_analysis<Analysis>(r, limits);
+  if (a.error == kAnalysisOk) {
+    WaveDetection waves;
+    int32_t status = 1;
+    a.error = detect_and_rate(r, a, waves, status);
+    if (a.error == kAnalysisOk) after(a, waves);
+    toCompile_terminate();
+    a.error = error_for_detection_status(a.error, status);
+    if (a.error != kNoPlausibleRhythm) {
+      fill_detected_arrays(a, r, waves, limits);
+      return a;
+    }
   }
-  WaveDetection waves;
-  int32_t status = 1;
-  a.error = detect_and_rate(r, a, waves, status);
-  toCompile_terminate();
-  a.error = error_for_detection_status(a.error, status);
-  if (a.error == kNoPlausibleRhythm) {
-    fill_default_arrays(a, r, kQrsLimits);
-    return a;
-  }
-  fill_detected_arrays(a, r, waves, kQrsLimits);
+  fill_default_arrays(a, r, limits);
   return a;
 }
 
+}  // namespace
+
+QrsAnalysis analyse_qrs(const AnalysisRequest& r) {
+  return run_entry<QrsAnalysis>(r, kQrsLimits, [](QrsAnalysis&, const WaveDetection&) {});
+}
+
 HrvAnalysis analyse_hrv(const AnalysisRequest& r) {
-  HrvAnalysis a = begin_analysis<HrvAnalysis>(r, kHrvLimits);
-  if (a.error != kAnalysisOk) {
-    fill_default_arrays(a, r, kHrvLimits);
-    return a;
-  }
-  WaveDetection waves;
-  int32_t status = 1;
-  a.error = detect_and_rate(r, a, waves, status);
-  if (a.error == kNoPlausibleRhythm) {
-    toCompile_terminate();
-    fill_default_arrays(a, r, kHrvLimits);
-    return a;
-  }
-  const auto rrIntervals = static_cast<int32_t>(waves.normalPeaks.size()) - 1;
-  if (rrIntervals < kMinimumRrIntervalsForHrv) {
-    a.error = kTooFewBeatsForHrv;
-  } else {
+  return run_entry<HrvAnalysis>(r, kHrvLimits, [](HrvAnalysis& a, const WaveDetection& waves) {
+    const auto rrIntervals = static_cast<int32_t>(waves.normalPeaks.size()) - 1;
+    if (rrIntervals < kMinimumRrIntervalsForHrv) {
+      a.error = kTooFewBeatsForHrv;
+      return;
+    }
     hrv_with_extra_systoles(waves.normalPeaks, waves.extraPeaks, rrIntervals, kRequiredRateHz,
                             a.timeDomain, a.frequencyDomain, a.error);
-  }
-  toCompile_terminate();
-  a.error = error_for_detection_status(a.error, status);
-  fill_detected_arrays(a, r, waves, kHrvLimits);
-  return a;
+  });
 }
 
 }  // namespace zyn

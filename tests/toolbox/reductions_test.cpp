@@ -12,24 +12,13 @@
 #include <vector>
 
 #include "runtime/emx.hpp"
+#include "toolbox/real_records.hpp"
 #include "toolbox/reductions.hpp"
 #include "zynecgsolver/toolbox_reductions.h"
 
 namespace {
 
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
-const double kInf = std::numeric_limits<double>::infinity();
-
-using RealRecord = zyn::RecordPtr<emxArray_real_T>;
-
-RealRecord real_array(int32_t rows, int32_t cols, const std::vector<double>& values) {
-  auto r = zyn::make_record<emxArray_real_T>(2);
-  zyn::assign(r.get(), {rows, cols}, std::span<const double>(values));
-  return r;
-}
-RealRecord column_of(const std::vector<double>& v) { return real_array(static_cast<int32_t>(v.size()), 1, v); }
-RealRecord row_of(const std::vector<double>& v) { return real_array(1, static_cast<int32_t>(v.size()), v); }
-RealRecord empty_output() { return zyn::make_record<emxArray_real_T>(2); }
+using namespace toolbox_test;
 
 std::vector<double> values_of(const emxArray_real_T* r) {
   const auto e = zyn::elements(r);

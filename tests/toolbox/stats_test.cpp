@@ -10,22 +10,13 @@
 #include <vector>
 
 #include "runtime/emx.hpp"
+#include "toolbox/real_records.hpp"
 #include "toolbox/stats.hpp"
 #include "zynecgsolver/toolbox_stats.h"
 
 namespace {
 
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
-const double kInf = std::numeric_limits<double>::infinity();
-
-using RealRecord = zyn::RecordPtr<emxArray_real_T>;
-
-RealRecord real_array(int32_t rows, int32_t cols, const std::vector<double>& values) {
-  auto r = zyn::make_record<emxArray_real_T>(2);
-  zyn::assign(r.get(), {rows, cols}, std::span<const double>(values));
-  return r;
-}
-RealRecord column_of(const std::vector<double>& v) { return real_array(static_cast<int32_t>(v.size()), 1, v); }
+using namespace toolbox_test;
 
 std::vector<double> smoothed(std::vector<double> x, double span) {
   auto r = column_of(x);

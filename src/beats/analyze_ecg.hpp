@@ -1,0 +1,24 @@
+// Beat analysis of one ECG stretch: detection, edge trim, short-RR flag.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace zyn::beats {
+
+struct StretchBeats {
+  std::vector<double> rpeaks;     // 1-based, more than fs samples from either end
+  std::vector<double> beatClass;  // parallel to rpeaks
+  bool shortRr = false;           // coarse RR intervals implausibly short
+};
+
+// Runs the detector on a private copy of ecg, keeps beats with
+// fs < position < N - fs, and raises the flag when (mean + min) / 2 of the
+// coarse detector's RR intervals is below 0.3 s.
+StretchBeats analyze_stretch(std::span<const double> ecg, double fs);
+
+// The flag alone, from the coarse detector's peaks over the whole stretch.
+bool coarse_rr_is_short(std::span<const double> ecg, double fs);
+
+}  // namespace zyn::beats

@@ -1,0 +1,160 @@
+// Coarse R-peak detector used only for the short-RR flag.
+//
+// Input: samples in any unit (only ratios to the filtered maximum matter),
+// sampling rate fs in Hz. The band-pass coefficients are fixed, so its pass
+// band (fs/20 .. 3 fs/20, 10 .. 30 Hz at 200 Hz) moves with fs. The signal is
+// reflected by 12 samples at each end and filtered forwards and backwards so
+// the peaks are not delayed. Output: ascending 1-based sample positions.
+#include "beats/primitive_rpeaks.hpp"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "runtime/emx.hpp"
+#include "runtime/scalar.hpp"
+#include "zynecgsolver/beats.h"
+
+namespace zyn::beats {
+namespace {
+
+constexpr double kB0 = 0.067455273889072;
+constexpr double kB2 = -0.134910547778145;  // the stored literal, not -2 * kB0
+constexpr double kB4 = 0.067455273889072;
+constexpr double kA1 = -2.673578905120266;
+constexpr double kA2 = 2.992361804127894;
+constexpr double kA3 = -1.67457731463526;
+constexpr double kA4 = 0.412801598096188;
+
+// Steady state of the filter for a constant input of 1, scaled by the first
+// sample so that the zero-phase pass starts without a transient.
+constexpr std::array<double, 4> kUnitStepState = {-0.06745527388909, -0.067455273889042,
+                                                  0.067455273889049, 0.067455273889079};
+constexpr std::size_t kReflectedSamples = 12;
+constexpr std::size_t kMinimumSamples = kReflectedSamples + 1;
+constexpr double kHalfWindowSeconds = 0.2;
+constexpr double kThresholdOfMaximum = 0.3;
+
+void filter_in_place(std::vector<double>& p) {
+  std::array<double, 4> zi{};
+  for (std::size_t i = 0; i < 4; ++i) zi[i] = p.front() * kUnitStepState[i];
+  p = band_pass(p, zi);
+}
+
+// Reflection about the end samples, then the forward and the backward pass.
+std::vector<double> zero_phase_band_pass(std::span<const double> x) {
+  const std::size_t n = x.size();
+  const std::size_t pad = kReflectedSamples;
+  std::vector<double> p(n + 2 * pad);
+  for (std::size_t i = 1; i <= pad; ++i) p[i - 1] = 2.0 * x[0] - x[pad + 1 - i];
+  std::copy(x.begin(), x.end(), p.begin() + static_cast<std::ptrdiff_t>(pad));
+  for (std::size_t i = 1; i <= pad; ++i) p[n + pad + i - 1] = 2.0 * x[n - 1] - x[n - 1 - i];
+  filter_in_place(p);
+  std::reverse(p.begin(), p.end());
+  filter_in_place(p);
+  std::reverse(p.begin(), p.end());
+  return {p.begin() + static_cast<std::ptrdiff_t>(pad),
+          p.begin() + static_cast<std::ptrdiff_t>(pad + n)};
+}
+
+double running_max(std::span<const double> f) {
+  double m = f[0];
+  for (std::size_t i = 1; i < f.size(); ++i) m = m > f[i] ? m : f[i];
+  return m;
+}
+
+}  // namespace
+
+std::vector<double> band_pass(std::span<const double> x, const std::array<double, 4>& zi) {
+  std::vector<double> y(x.size());
+  double z1 = zi[0], z2 = zi[1], z3 = zi[2], z4 = zi[3];
+  for (std::size_t k = 0; k < x.size(); ++k) {
+    const double v = x[k];
+    const double out = kB0 * v + z1;
+    z1 = z2 - kA1 * out;
+    z2 = kB2 * v + z3 - kA2 * out;
+    z3 = z4 - kA3 * out;
+    z4 = kB4 * v - kA4 * out;
+    y[k] = out;
+  }
+  return y;
+}
+
+std::vector<double> primitive_rpeaks(std::span<const double> x, double fs) {
+  const std::size_t n = x.size();
+  if (n < kMinimumSamples) return {};
+  const std::vector<double> f = zero_phase_band_pass(x);
+
+  // Candidates: every sample above 0.3 of the filtered maximum (1-based).
+  const double threshold = kThresholdOfMaximum * running_max(f);
+  std::vector<int64_t> idx;
+  for (std::size_t i = 0; i < n; ++i) {
+    if (f[i] > threshold) idx.push_back(static_cast<int64_t>(i) + 1);
+  }
+  const std::size_t count_k = idx.size();
+  std::vector<double> rpeaks(count_k, 0.0);
+  if (count_k == 0) return rpeaks;
+
+  const int64_t w = to_int32_saturated(kHalfWindowSeconds * fs);
+  const int64_t last = idx.back();
+  const auto N = static_cast<int64_t>(n);
+  auto value_at = [&](int64_t pos) { return f[static_cast<std::size_t>(pos - 1)]; };
+
+  std::size_t k = 0;  // 0-based place in idx
+  std::size_t count = 0;
+  int64_t centre = idx[0];
+  int64_t left = std::max<int64_t>(1, idx[0] - w);
+  for (;;) {
+    const int64_t right = std::min(centre + w, last);
+    // The window: candidates with positions in [left, right].
+    const auto first = std::lower_bound(idx.begin(), idx.end(), left);
+    const auto past = std::upper_bound(idx.begin(), idx.end(), right);
+    const int64_t here = idx[k];
+    const double peak = value_at(here);
+    bool strictMaximum = true;
+    for (auto it = first; it < past; ++it) {
+      if (*it != here && !(value_at(*it) < peak)) {
+        strictMaximum = false;  // equalled or beaten: ties are not peaks
+        break;
+      }
+    }
+    if (strictMaximum && here != 1 && here != N) rpeaks[count++] = static_cast<double>(here);
+    if (k + 1 >= count_k || count >= count_k) break;
+    ++k;
+    left = std::max<int64_t>(1, idx[k] - w);
+    centre = idx[k];
+    if (count > 0) {
+      // Refractory skip: candidates up to w samples after the last accepted
+      // peak cannot be a strict maximum of their window.
+      const int64_t t = std::min(static_cast<int64_t>(rpeaks[count - 1]) + w, last - 1);
+      if (idx[k] <= t) {
+        k = static_cast<std::size_t>(std::upper_bound(idx.begin(), idx.end(), t) - idx.begin());
+        centre = idx[k];
+        left = idx[k] - w;
+      }
+    }
+  }
+  if (count > 0) rpeaks.resize(count);
+  return rpeaks;
+}
+
+}  // namespace zyn::beats
+
+extern "C" {
+
+ZYN_API void m_filter(const emxArray_real_T* x, const real_T zi[4], emxArray_real_T* y) {
+  zyn::guarded([&] {
+    std::array<double, 4> state{};
+    if (zi != nullptr) std::copy(zi, zi + 4, state.begin());
+    const std::vector<double> out = zyn::beats::band_pass(zyn::column(x), state);
+    zyn::assign(y, {static_cast<int32_t>(out.size()), 1}, std::span<const double>(out));
+  });
+}
+
+ZYN_API void m_primitive_rpeaks_offline(const emxArray_real_T* signal, real_T fs,
+                                        emxArray_real_T* rpeaks) {
+  zyn::guarded([&] {
+    zyn::assign_row(rpeaks, zyn::beats::primitive_rpeaks(zyn::column(signal), fs));
+  });
+}
+
+}  // extern "C"

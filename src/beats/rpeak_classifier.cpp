@@ -1,0 +1,661 @@
+// R-peak detection and beat classification of one ECG segment.
+//
+// Input: a single-lead ECG in any amplitude unit, sampled at fs Hz; every
+// window below is a duration in seconds turned into samples from fs. The
+// detector removes the baseline, forms a QRS energy feature (amplitude range
+// squared times slope range over +-0.05 s), compares its +-0.1 s envelope with
+// an adaptive threshold (three times the cubed local noise level plus half
+// the 3-second trend of the envelope), rejects noisy or flat candidate
+// segments, chooses one R peak per segment, then correlates every beat with a
+// template beat to split the beats into two morphology classes and looks back
+// for beats missed in long gaps. Output: ascending 1-based R-peak positions
+// with a class label each, label 1 for the class holding at least half the
+// beats.
+#include "beats/rpeak_classifier.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "beats/signal_kernels.hpp"
+#include "runtime/emx.hpp"
+#include "runtime/scalar.hpp"
+#include "zynecgsolver/beats.h"
+
+namespace zyn::beats {
+namespace {
+
+constexpr double kMinusInf = -std::numeric_limits<double>::infinity();
+
+// Phase constants (seconds unless stated).
+constexpr double kBaselineSpanDivisor = 5.0;   // fs / 5 samples: 0.2 s
+constexpr double kNoiseHalfWindowSeconds = 0.2;
+constexpr double kRangeHalfWindowSeconds = 0.05;
+constexpr double kEnvelopeHalfWindowSeconds = 0.1;
+constexpr double kTrendSmoothSeconds = 3.0;
+constexpr double kNoiseCubeWeight = 3.0;
+constexpr double kTrendWeight = 0.5;
+constexpr double kContextSeconds = 2.0;
+constexpr double kCrossingSpanDivisor = 50.0;  // fs / 50 + 1 samples: 0.02 s
+constexpr double kNoisyCrossingRate = 0.3;
+constexpr double kNoiseMaxKurtosis = 4.0;
+constexpr std::size_t kMinDistinctInContext = 30;
+constexpr double kMinSegmentSeconds = 0.15;
+constexpr double kFallWeight = 1.9;
+constexpr double kBeatHalfWindowSeconds = 0.08;
+constexpr std::size_t kMinDistinctInSignal = 70;
+constexpr double kCorrelationLimit = 0.7;
+constexpr double kPrematureCorrelationLimit = 0.8;
+constexpr double kPrematureFractionOfRr = 0.7;
+constexpr double kMinRrSeconds = 0.24;
+constexpr std::ptrdiff_t kClassRefineHalf = 8;     // 17-sample refinement
+constexpr std::ptrdiff_t kLookBackRefineHalf = 10;  // 21-sample refinement
+constexpr double kGapRatio = 1.8;
+constexpr double kMinGapSeconds = 0.48;
+constexpr double kLookBackCorrelation = 0.6;
+constexpr double kLookBackAmplitudeTolerance = 0.8;
+constexpr int kMaxLookBackPasses = 4;
+
+// floor(v) as a sample count; non-positive or NaN gives 0, huge values are
+// capped far beyond any signal length.
+std::ptrdiff_t samples_floor(double v) {
+  if (!(v > 0.0)) return 0;
+  if (v > 1e15) return static_cast<std::ptrdiff_t>(1e15);
+  return static_cast<std::ptrdiff_t>(std::floor(v));
+}
+
+// 1-based view of a vector, the indexing of the detector's description.
+struct OneBased {
+  std::span<const double> v;
+  double operator()(std::ptrdiff_t i) const { return v[static_cast<std::size_t>(i - 1)]; }
+  std::span<const double> range(std::ptrdiff_t from, std::ptrdiff_t to) const {
+    if (to < from) return {};
+    return v.subspan(static_cast<std::size_t>(from - 1), static_cast<std::size_t>(to - from + 1));
+  }
+};
+
+double sum_of(std::span<const double> x) {
+  double s = 0.0;
+  for (double v : x) s += v;
+  return s;
+}
+
+// Sample covariance terms of x with itself after removing its mean.
+struct Centred {
+  std::vector<double> values;
+  double sumSquares = 0.0;
+};
+Centred centre(std::span<const double> x) {
+  Centred c;
+  const double mean = sum_of(x) / static_cast<double>(x.size());
+  c.values.resize(x.size());
+  for (std::size_t k = 0; k < x.size(); ++k) c.values[k] = x[k] - mean;
+  for (double v : c.values) c.sumSquares += v * v;
+  return c;
+}
+
+// Correlation coefficient of the template (already centred) with y, through
+// the sample covariance matrix, unclamped (constant y gives NaN).
+double correlate_with(const Centred& tmpl, std::span<const double> y) {
+  const std::size_t n = y.size();
+  if (n != tmpl.values.size()) return std::numeric_limits<double>::quiet_NaN();
+  const double nm1 = static_cast<double>(n) - 1.0;
+  if (n == 1) return std::numeric_limits<double>::quiet_NaN();  // zero covariance over zero spread
+  const double mean = sum_of(y) / static_cast<double>(n);
+  double syy = 0.0, sxy = 0.0;
+  for (std::size_t k = 0; k < n; ++k) {
+    const double c = y[k] - mean;
+    syy += c * c;
+  }
+  for (std::size_t k = 0; k < n; ++k) sxy += tmpl.values[k] * (y[k] - mean);
+  const double cxx = tmpl.sumSquares / nm1;
+  const double cyy = syy / nm1;
+  const double cxy = sxy / nm1;
+  return cxy / (std::sqrt(cyy) * std::sqrt(cxx));
+}
+
+double kurtosis_of(std::span<const double> x) {
+  const double n = static_cast<double>(x.size());
+  const double mean = sum_of(x) / n;
+  double s4 = 0.0, s2 = 0.0;
+  for (double v : x) {
+    const double c = v - mean;
+    s4 += pow_snf(c, 4.0);
+  }
+  for (double v : x) {
+    const double c = v - mean;
+    s2 += c * c;
+  }
+  const double m2 = s2 / n;
+  return (s4 / n) / (m2 * m2);
+}
+
+// Highest "rise then non-rise" maximum of the 2 * half + 1 samples of raw
+// centred on p (1-based); returns p + offset of the winner, or -inf when
+// there is none or the window leaves the signal.
+double refine_on_local_maximum(OneBased raw, std::ptrdiff_t n, double p, std::ptrdiff_t half) {
+  if (!(p - static_cast<double>(half) >= 1.0) || !(p + static_cast<double>(half) <= static_cast<double>(n))) {
+    return kMinusInf;
+  }
+  const auto centreAt = static_cast<std::ptrdiff_t>(p);
+  const LocalPeak peak = find_local_peak(raw.range(centreAt - half, centreAt + half));
+  if (is_inf(peak.place)) return kMinusInf;
+  return p + peak.place - static_cast<double>(half + 1);
+}
+
+// Phase 2: running sample standard deviation over +-w samples from
+// incremental sums (never recomputed, so their rounding drift is kept).
+std::vector<double> running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w) {
+  const auto n = static_cast<std::ptrdiff_t>(ecg.size());
+  std::vector<double> sd(ecg.size(), 0.0);
+  const OneBased x{ecg};
+  double s = 0.0, q = 0.0;
+  for (std::ptrdiff_t i = 1; i <= std::min(2 * w, n); ++i) {
+    s += x(i);
+    q += x(i) * x(i);
+  }
+  const double width = static_cast<double>(2 * w + 1);
+  const double dof = static_cast<double>(2 * w);
+  for (std::ptrdiff_t k = w + 1; k <= n - w; ++k) {
+    s += x(k + w);
+    q += x(k + w) * x(k + w);
+    sd[static_cast<std::size_t>(k - 1)] = std::sqrt((q - s * s / width) / dof);
+    s -= x(k - w);
+    q -= x(k - w) * x(k - w);
+  }
+  if (n >= 2 * w + 1) {
+    const double head = sd[static_cast<std::size_t>(w)];
+    const double tail = sd[static_cast<std::size_t>(n - w - 1)];
+    std::fill_n(sd.begin(), w, head);
+    std::fill(sd.end() - w, sd.end(), tail);
+  }
+  return sd;
+}
+
+// Phase 3: amplitude range squared times slope range over +-v samples.
+std::vector<double> qrs_feature(std::span<const double> ecg, std::ptrdiff_t v) {
+  const std::size_t n = ecg.size();
+  std::vector<double> slope(n, 0.0);
+  for (std::size_t k = 1; k + 1 < n; ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
+  const auto half = static_cast<std::size_t>(v);
+  std::vector<double> hi(n, 0.0), lo(n, 0.0), slopeHi(n, 0.0), slopeLo(n, 0.0);
+  sliding_max_centred(ecg, half, hi);
+  sliding_min_centred(ecg, half, lo);
+  sliding_max_centred(slope, half, slopeHi);
+  sliding_min_centred(slope, half, slopeLo);
+  std::vector<double> feature(n, 0.0);
+  for (std::size_t k = 0; k < n; ++k) {
+    const double ampRange = hi[k] - lo[k];
+    const double slopeRange = slopeHi[k] - slopeLo[k];
+    feature[k] = ampRange * ampRange * slopeRange;
+  }
+  return feature;
+}
+
+// Phase 4: +-u moving maximum of the feature; its ends repeat the first and
+// last full-window values.
+std::vector<double> feature_envelope(std::span<const double> feature, std::ptrdiff_t u) {
+  const auto n = static_cast<std::ptrdiff_t>(feature.size());
+  std::vector<double> env(feature.size(), 0.0);
+  sliding_max_centred(feature, static_cast<std::size_t>(u), env);
+  if (n >= 2 * u + 1) {
+    const double head = env[static_cast<std::size_t>(u)];
+    const double tail = env[static_cast<std::size_t>(n - u - 1)];
+    std::fill_n(env.begin(), u, head);
+    std::fill(env.end() - u, env.end(), tail);
+  }
+  return env;
+}
+
+// Phase 4: the 3-second trend of the envelope, its first and last second held
+// at the values one second in.
+std::vector<double> envelope_trend(const std::vector<double>& env, double fs) {
+  std::vector<double> trend = env;
+  smooth_in_place(trend, kTrendSmoothSeconds * fs);
+  const auto n = static_cast<std::ptrdiff_t>(trend.size());
+  const std::ptrdiff_t second = std::min(samples_floor(fs), n);
+  const double headPlace = std::trunc(fs + 1.0);
+  if (headPlace >= 1.0 && headPlace <= static_cast<double>(n)) {
+    const double head = trend[static_cast<std::size_t>(headPlace) - 1];
+    std::fill_n(trend.begin(), second, head);
+  }
+  const double tailPlace = std::trunc(static_cast<double>(n) - fs);
+  if (tailPlace >= 1.0 && tailPlace <= static_cast<double>(n)) {
+    const double tail = trend[static_cast<std::size_t>(tailPlace) - 1];
+    std::fill(trend.end() - second, trend.end(), tail);
+  }
+  return trend;
+}
+
+struct Segments {
+  std::vector<std::ptrdiff_t> start, end;  // 1-based, inclusive
+  std::vector<double> peak;                // chosen R position, 0 for none
+};
+
+// Phase 5: runs of the detection mask. A start is the last sample below the
+// threshold before a rise, an end the last sample above it.
+Segments candidate_segments(const std::vector<unsigned char>& mask) {
+  const auto n = static_cast<std::ptrdiff_t>(mask.size());
+  Segments seg;
+  for (std::ptrdiff_t j = 1; j < n; ++j) {
+    const int d = static_cast<int>(mask[static_cast<std::size_t>(j)]) -
+                  static_cast<int>(mask[static_cast<std::size_t>(j - 1)]);
+    if (d == 1) seg.start.push_back(j);
+    if (d == -1) seg.end.push_back(j);
+  }
+  if (!seg.start.empty() && !seg.end.empty()) {
+    if (seg.end.front() < seg.start.front()) seg.start.insert(seg.start.begin(), 1);
+    if (seg.end.back() < seg.start.back()) seg.end.push_back(n);
+    if (seg.start.front() <= 0) seg.start.front() = 1;
+    if (seg.end.back() > n) seg.end.back() = n;
+  }
+  const std::size_t m = std::min(seg.start.size(), seg.end.size());
+  seg.start.resize(m);
+  seg.end.resize(m);
+  seg.peak.assign(m, 0.0);
+  return seg;
+}
+
+// Phase 6 step 2: sign changes per sample of the lightly smoothed, mean-free
+// context (each crossing counts 2).
+double zero_crossing_rate(std::span<const double> context, double fs) {
+  std::vector<double> x(context.begin(), context.end());
+  smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
+  const double mean = sum_of(x) / static_cast<double>(x.size());
+  for (double& v : x) v -= mean;
+  double changes = 0.0;
+  for (std::size_t k = 1; k < x.size(); ++k) changes += std::fabs(sign_of(x[k]) - sign_of(x[k - 1]));
+  return changes / static_cast<double>(context.size() - 1);
+}
+
+// Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall
+// score (1-based place in y), or 0 when no maximum qualifies.
+std::ptrdiff_t best_scored_maximum(std::span<const double> y) {
+  const auto len = static_cast<std::ptrdiff_t>(y.size());
+  if (len < 3) return 0;
+  const OneBased yy{y};
+  std::vector<std::ptrdiff_t> maxima(y.size() + 1, 0), minima(y.size() + 2, 1);
+  std::ptrdiff_t j = 1;
+  for (std::ptrdiff_t k = 2; k <= len - 1; ++k) {
+    if (yy(k) > yy(k - 1) && yy(k + 1) <= yy(k)) {
+      maxima[static_cast<std::size_t>(j)] = k;
+      ++j;
+    } else if (yy(k) <= yy(k - 1) && yy(k) < yy(k + 1)) {
+      minima[static_cast<std::size_t>(j)] = k;
+    }
+  }
+  if (minima[static_cast<std::size_t>(j)] == 1) minima[static_cast<std::size_t>(j)] = len;
+  double best = kMinusInf;
+  std::ptrdiff_t winner = 0;
+  for (std::ptrdiff_t i = 1; i < j; ++i) {
+    const std::ptrdiff_t after = minima[static_cast<std::size_t>(i + 1)];
+    if (after == 1) continue;
+    const double top = yy(maxima[static_cast<std::size_t>(i)]);
+    const double score = (top - yy(minima[static_cast<std::size_t>(i)])) + kFallWeight * (top - yy(after));
+    if (score > best) {
+      best = score;
+      winner = maxima[static_cast<std::size_t>(i)];
+    }
+  }
+  return winner;
+}
+
+// Phase 6: noise test, flatness test, short-segment widening and peak choice.
+void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<const double> raw,
+                          double fs) {
+  const auto n = static_cast<std::ptrdiff_t>(ecg.size());
+  const std::ptrdiff_t context = samples_floor(kContextSeconds * fs);
+  const OneBased x{ecg}, r{raw};
+  for (std::size_t i = 0; i < seg.start.size(); ++i) {
+    const std::ptrdiff_t a = std::max<std::ptrdiff_t>(1, seg.start[i] - context);
+    const std::ptrdiff_t b = std::min(n, seg.end[i] + context);
+    if (b < a) continue;
+    const double rate = zero_crossing_rate(x.range(a, b), fs);
+    if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) continue;
+    if (count_distinct_up_to(r.range(a, b), kMinDistinctInContext + 1) <= kMinDistinctInContext) continue;
+    if (static_cast<double>(seg.end[i] - seg.start[i]) < kMinSegmentSeconds * fs) {
+      // Widened for the record, but left without a peak in this pass.
+      const double widened = std::floor(static_cast<double>(seg.start[i]) + kMinSegmentSeconds * fs);
+      seg.end[i] = static_cast<std::ptrdiff_t>(std::min(static_cast<double>(n), widened));
+      continue;
+    }
+    const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]));
+    if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
+  }
+}
+
+// Phase 7: keep the segments that received a peak.
+void keep_segments_with_peaks(Segments& seg) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < seg.peak.size(); ++i) {
+    if (seg.peak[i] > 0.0) {
+      seg.start[kept] = seg.start[i];
+      seg.end[kept] = seg.end[i];
+      seg.peak[kept] = seg.peak[i];
+      ++kept;
+    }
+  }
+  seg.start.resize(kept);
+  seg.end.resize(kept);
+  seg.peak.resize(kept);
+}
+
+// Phase 8: one row of 2h + 1 median-free samples around each peak (zero when
+// the window leaves the signal). Stored beat by beat.
+std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<const double> ecg,
+                                             std::ptrdiff_t h) {
+  const auto n = static_cast<std::ptrdiff_t>(ecg.size());
+  const OneBased x{ecg};
+  std::vector<std::vector<double>> rows(seg.peak.size(), std::vector<double>(static_cast<std::size_t>(2 * h + 1), 0.0));
+  for (std::size_t i = 0; i < seg.peak.size(); ++i) {
+    const auto p = static_cast<std::ptrdiff_t>(seg.peak[i]);
+    if (!(p - h > 0 && p + h <= n)) continue;
+    const auto window = x.range(p - h, p + h);
+    const double med = median_of(window);
+    for (std::size_t k = 0; k < window.size(); ++k) rows[i][k] = window[k] - med;
+  }
+  return rows;
+}
+
+// Phase 9 step 1: the most typical of the taller beats. Beats are sorted by
+// height (row maximum); all but the q - 1 lowest (q = ceil(count / 4)) are
+// correlated with one another and the beat with the largest sum of
+// correlation coefficients wins.
+std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
+  const std::size_t count = rows.size();
+  std::vector<double> height(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    double m = rows[i][0];
+    for (double v : rows[i]) m = m > v ? m : v;
+    height[i] = m;
+  }
+  std::vector<std::size_t> order(count);
+  for (std::size_t i = 0; i < count; ++i) order[i] = i;
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return height[a] < height[b] || (!std::isnan(height[a]) && std::isnan(height[b]));
+  });
+  const std::size_t q = (count + 3) / 4;
+  const std::vector<std::size_t> group(order.begin() + static_cast<std::ptrdiff_t>(q - 1), order.end());
+  const std::size_t g = group.size();
+  const std::size_t len = rows[0].size();
+
+  // Centred samples, stored sample-major so that the inner loop runs across
+  // beats and each coefficient still sums its products in sample order.
+  std::vector<double> centred(len * g);
+  std::vector<double> spread(g);
+  const double nm1 = static_cast<double>(len) - 1.0;
+  for (std::size_t j = 0; j < g; ++j) {
+    const auto& row = rows[group[j]];
+    const double mean = sum_of(row) / static_cast<double>(len);
+    for (std::size_t k = 0; k < len; ++k) centred[k * g + j] = row[k] - mean;
+  }
+  std::vector<double> variance(g, 0.0);
+  for (std::size_t k = 0; k < len; ++k) {
+    for (std::size_t j = 0; j < g; ++j) variance[j] += centred[k * g + j] * centred[k * g + j];
+  }
+  for (std::size_t j = 0; j < g; ++j) {
+    variance[j] /= nm1;
+    spread[j] = std::sqrt(variance[j]);
+  }
+  // Column sums of the coefficient matrix, each accumulated in row order:
+  // at step i the coefficients (i, j > i) are both the tail of column i and
+  // the i-th term of column j.
+  std::vector<double> sums(g, 0.0);
+  std::vector<double> cross(g);
+  for (std::size_t i = 0; i < g; ++i) {
+    std::fill(cross.begin() + static_cast<std::ptrdiff_t>(i), cross.end(), 0.0);
+    for (std::size_t k = 0; k < len; ++k) {
+      const double xi = centred[k * g + i];
+      const double* col = &centred[k * g];
+      for (std::size_t j = i + 1; j < g; ++j) cross[j] += xi * col[j];
+    }
+    // A beat with no spread correlates with nothing: NaN on the diagonal.
+    const double diagonal = variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
+    sums[i] += diagonal;
+    for (std::size_t j = i + 1; j < g; ++j) {
+      double rho = cross[j] / nm1 / spread[i] / spread[j];
+      if (std::fabs(rho) > 1.0) rho = rho / std::fabs(rho);
+      sums[i] += rho;
+      sums[j] += rho;
+    }
+  }
+  return group[first_max_index(sums)];
+}
+
+struct Classes {
+  std::vector<double> normal;  // class 1, in order of acceptance
+  std::vector<double> other;   // class 2
+};
+
+// Phase 9 steps 2 and 3: correlation of each segment with the template,
+// premature-beat rule and class split; class-1 peaks refined on the raw signal.
+Classes classify_beats(const Segments& seg, const std::vector<double>& tmplRow, std::span<const double> ecg,
+                       std::span<const double> raw, double fs, std::ptrdiff_t h) {
+  const auto n = static_cast<std::ptrdiff_t>(ecg.size());
+  const OneBased x{ecg}, r{raw};
+  const Centred tmpl = centre(tmplRow);
+  std::ptrdiff_t longest = 0;
+  for (std::size_t i = 0; i < seg.start.size(); ++i) longest = std::max(longest, seg.end[i] - seg.start[i] + 1);
+  const auto bufferLength = static_cast<std::size_t>(std::max(longest, 4 * h + 1));
+  std::vector<double> buffer(bufferLength);
+
+  Classes out;
+  double lastNormal = 0.0;
+  double rr = 0.0;
+  for (std::size_t i = 0; i < seg.start.size(); ++i) {
+    std::fill(buffer.begin(), buffer.end(), 0.0);
+    bool skipped = false;
+    std::size_t place = 0;
+    for (std::ptrdiff_t t = seg.start[i]; t <= seg.end[i]; ++t) {
+      if (t - h <= 0 || t + h >= n) {
+        skipped = true;
+        break;
+      }
+      buffer[place++] = correlate_with(tmpl, x.range(t - h, t + h));
+    }
+    if (skipped) continue;  // segments reaching the signal's ends stay unclassified
+
+    const LocalPeak best = find_local_peak(buffer);
+    const double p = best.place - 1.0 + static_cast<double>(seg.start[i]);
+    const bool haveRr = rr != 0.0;
+    const double limit =
+        haveRr && p - lastNormal < kPrematureFractionOfRr * rr ? kPrematureCorrelationLimit : kCorrelationLimit;
+    if (!(best.value > limit) || (haveRr && p - lastNormal <= kMinRrSeconds * fs)) {
+      out.other.push_back(seg.peak[i]);
+      continue;
+    }
+    const double refined = refine_on_local_maximum(r, n, p, kClassRefineHalf);
+    if (refined > static_cast<double>(h)) {
+      if (!out.normal.empty()) rr = refined - lastNormal;
+      out.normal.push_back(refined);
+      lastNormal = refined;
+    }
+  }
+  return out;
+}
+
+std::vector<double> sorted_positive_union(const Classes& c) {
+  std::vector<double> all;
+  for (double v : c.normal) if (v > 0.0) all.push_back(v);
+  for (double v : c.other) if (v > 0.0) all.push_back(v);
+  std::sort(all.begin(), all.end());
+  all.erase(std::unique(all.begin(), all.end()), all.end());
+  return all;
+}
+
+// Phase 9 step 4: look-back search in long gaps.
+//
+// The missed beat is expected one previous RR interval after the gap starts.
+// Around that place (+-2h samples, 2h = 0.16 s) the template is slid along
+// the baseline-corrected signal exactly as in the classification (the
+// template's 2h + 1 samples against the 2h + 1 samples centred on each lag),
+// so a beat found here meets the same morphology test as the others. The
+// relative amplitude compares the height of the signal at the lag above the
+// mean of its compared stretch with the template's own peak-to-peak range:
+// a beat of similar size gives about 1, baseline wander or a small T wave far
+// less, an artefact far more. A found beat is inserted into the class-1 list
+// in position order and the pass is repeated (a few times at most) so that a
+// gap of several missed beats is filled one beat per pass.
+bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<double>& tmplRow,
+                    std::span<const double> ecg, std::span<const double> raw, double fs, std::ptrdiff_t h) {
+  const std::vector<double> p = sorted_positive_union(classes);
+  if (p.size() < 2) return false;
+  const auto n = static_cast<std::ptrdiff_t>(ecg.size());
+  const OneBased x{ecg}, r{raw};
+  double tmplHi = tmplRow[0], tmplLo = tmplRow[0];
+  for (double v : tmplRow) {
+    tmplHi = tmplHi > v ? tmplHi : v;
+    tmplLo = tmplLo < v ? tmplLo : v;
+  }
+  const double tmplRange = tmplHi - tmplLo;
+  const std::size_t lags = static_cast<std::size_t>(4 * h);
+  std::vector<double> corr(lags), relative(lags);
+  bool added = false;
+  for (std::size_t j = 1; j + 1 < p.size(); ++j) {
+    const double gap = p[j + 1] - p[j];
+    const double previous = p[j] - p[j - 1];
+    if (!(gap > kGapRatio * previous && gap > kMinGapSeconds * fs)) continue;
+    const double expected = std::ceil(2.0 * p[j] - p[j - 1]);
+    const double scanStart = expected - static_cast<double>(2 * h);
+    for (std::size_t lag = 0; lag < lags; ++lag) {
+      const double s = scanStart + static_cast<double>(lag);
+      corr[lag] = 0.0;
+      relative[lag] = 0.0;
+      if (!(s - static_cast<double>(h) >= 1.0 && s + static_cast<double>(h) <= static_cast<double>(n))) continue;
+      const auto centreAt = static_cast<std::ptrdiff_t>(s);
+      const auto stretch = x.range(centreAt - h, centreAt + h);
+      corr[lag] = correlate_with(tmpl, stretch);
+      const double mean = sum_of(stretch) / static_cast<double>(stretch.size());
+      relative[lag] = (x(centreAt) - mean) / tmplRange;
+    }
+    const LocalPeak best = find_local_peak(corr);
+    if (is_inf(best.place)) continue;
+    const auto k = static_cast<std::size_t>(best.place);
+    if (!(best.value > kLookBackCorrelation && std::fabs(relative[k - 1] - 1.0) < kLookBackAmplitudeTolerance)) continue;
+    const double candidate = best.place + scanStart - 1.0;
+    const double refined = refine_on_local_maximum(r, n, candidate, kLookBackRefineHalf);
+    if (!(refined > 0.0) || std::binary_search(p.begin(), p.end(), refined)) continue;
+    classes.normal.insert(std::upper_bound(classes.normal.begin(), classes.normal.end(), refined), refined);
+    added = true;
+  }
+  return added;
+}
+
+// Phase 10: one sorted list of distinct positions; a position in both
+// classes keeps label 1; labels swap when class 2 holds more than half.
+ClassifiedBeats assemble(const Classes& c) {
+  auto positive_unique = [](const std::vector<double>& v) {
+    std::vector<double> out;
+    for (double x : v) if (x > 0.0) out.push_back(x);
+    std::sort(out.begin(), out.end());
+    out.erase(std::unique(out.begin(), out.end()), out.end());
+    return out;
+  };
+  const std::vector<double> one = positive_unique(c.normal);
+  const std::vector<double> two = positive_unique(c.other);
+  ClassifiedBeats out;
+  std::size_t a = 0, b = 0;
+  while (a < one.size() || b < two.size()) {
+    if (b == two.size() || (a < one.size() && one[a] <= two[b])) {
+      if (b < two.size() && one[a] == two[b]) ++b;
+      out.rpeaks.push_back(one[a++]);
+      out.beatClass.push_back(1.0);
+    } else {
+      out.rpeaks.push_back(two[b++]);
+      out.beatClass.push_back(2.0);
+    }
+  }
+  double labelSum = 0.0;
+  for (double l : out.beatClass) labelSum += l;
+  if (labelSum > 1.5 * static_cast<double>(out.beatClass.size())) {
+    for (double& l : out.beatClass) l = l - 2.0 * std::floor(0.5 * l) + 1.0;
+  }
+  return out;
+}
+
+ClassifiedBeats unusable() { return {{0.0}, {0.0}}; }
+
+}  // namespace
+
+LocalPeak find_local_peak(std::span<const double> x) {
+  LocalPeak best{kMinusInf, kMinusInf};
+  bool found = false;
+  for (std::size_t j = 0; j + 2 < x.size(); ++j) {
+    const double rise = x[j + 1] - x[j];
+    const double next = x[j + 2] - x[j + 1];
+    if (rise > 0.0 && next <= 0.0) {
+      if (!found || x[j + 1] > best.value) {
+        best = {x[j + 1], static_cast<double>(j + 2)};
+      }
+      found = true;
+    }
+  }
+  return best;
+}
+
+ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) {
+  const auto n = static_cast<std::ptrdiff_t>(ecg.size());
+  if (n == 0) return unusable();
+
+  // Phase 1: median-centred raw signal, baseline removed with a 0.2 s mean.
+  const double med = median_of(ecg);
+  for (double& v : ecg) v -= med;
+  const std::vector<double> raw = ecg;
+  {
+    std::vector<double> baseline = ecg;
+    smooth_in_place(baseline, fs / kBaselineSpanDivisor);
+    for (std::size_t k = 0; k < ecg.size(); ++k) ecg[k] -= baseline[k];
+  }
+  const std::size_t distinctRaw = count_distinct_up_to(raw, kMinDistinctInSignal);
+
+  // Phases 2 to 4: noise level, QRS feature, envelope and detection mask.
+  const std::vector<double> noiseSd = running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs));
+  const std::vector<double> env =
+      feature_envelope(qrs_feature(ecg, samples_floor(kRangeHalfWindowSeconds * fs)),
+                       samples_floor(kEnvelopeHalfWindowSeconds * fs));
+  const std::vector<double> trend = envelope_trend(env, fs);
+  std::vector<unsigned char> mask(ecg.size());
+  for (std::size_t k = 0; k < ecg.size(); ++k) {
+    mask[k] = env[k] > kNoiseCubeWeight * pow_snf(noiseSd[k], 3.0) + kTrendWeight * trend[k];
+  }
+
+  // Phases 5 to 7: candidate segments, one R peak per accepted segment.
+  Segments seg = candidate_segments(mask);
+  choose_segment_peaks(seg, ecg, raw, fs);
+  keep_segments_with_peaks(seg);
+
+  // Phase 8: beat matrix; too few beats or a coarsely quantised signal is unusable.
+  const std::ptrdiff_t h = samples_floor(kBeatHalfWindowSeconds * fs);
+  if (seg.peak.size() < 2 || distinctRaw < kMinDistinctInSignal) return unusable();
+  const std::vector<std::vector<double>> rows = beat_matrix(seg, ecg, h);
+
+  // Phase 9: template, classes, look-back for missed beats.
+  const std::vector<double>& tmplRow = rows[choose_template(rows)];
+  Classes classes = classify_beats(seg, tmplRow, ecg, raw, fs, h);
+  const Centred tmpl = centre(tmplRow);
+  for (int pass = 0; pass < kMaxLookBackPasses; ++pass) {
+    if (!look_back_once(classes, tmpl, tmplRow, ecg, raw, fs, h)) break;
+  }
+
+  // Phase 10.
+  return assemble(classes);
+}
+
+}  // namespace zyn::beats
+
+extern "C" {
+
+ZYN_API void m_analyze_ecg_offline_r(emxArray_real_T* ecg, emxArray_real_T* rpeaks, emxArray_real_T* beatClass,
+                                     real_T fs) {
+  zyn::guarded([&] {
+    const auto samples = zyn::elements(ecg);
+    std::vector<double> work(samples.begin(), samples.end());
+    zyn::beats::ClassifiedBeats result = zyn::beats::analyze_ecg_r(work, fs);
+    std::copy(work.begin(), work.end(), samples.begin());
+    zyn::assign_row(rpeaks, result.rpeaks);
+    zyn::assign_row(beatClass, result.beatClass);
+  });
+}
+
+}  // extern "C"

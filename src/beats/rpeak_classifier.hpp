@@ -1,0 +1,27 @@
+// R-peak detection straight from the samples and two-class beat labelling.
+#pragma once
+
+#include <span>
+#include <vector>
+
+namespace zyn::beats {
+
+struct ClassifiedBeats {
+  std::vector<double> rpeaks;     // 1-based positions, ascending, distinct
+  std::vector<double> beatClass;  // 1 majority morphology, 2 the other; [0] when unusable
+};
+
+// Detects and classifies the beats of ecg (modified in place: median-centred
+// and baseline-corrected). Unusable input gives rpeaks = [0], beatClass = [0].
+ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs);
+
+struct LocalPeak {
+  double value;  // -inf when x has no local maximum
+  double place;  // 1-based place in x, -inf when none
+};
+
+// The highest local maximum (a rise followed by a non-rise) of x, the first
+// of equal values.
+LocalPeak find_local_peak(std::span<const double> x);
+
+}  // namespace zyn::beats

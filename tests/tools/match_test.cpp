@@ -1,0 +1,110 @@
+// Beat-by-beat scoring of detections against reference beats, and the report
+// built from the scores.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "eval/match.hpp"
+#include "eval/report.hpp"
+
+using namespace zyn::eval;
+
+namespace {
+
+constexpr BeatGroup kN = BeatGroup::Normal;
+constexpr BeatGroup kV = BeatGroup::Ventricular;
+const ScoringInterval kWhole{0.0, 1000.0};
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+}  // namespace
+
+TEST(BeatMatching, PairsOneToOneClosestFirstAndSplitsByClass) {
+  const std::vector<ReferenceBeat> ref = {{1.0, kN}, {2.0, kV}, {3.0, kN}, {4.0, BeatGroup::Other}};
+  // Two detections near 2.0 s: the closer one (reported extra) takes the
+  // beat, the other is a false positive; 3.0 s is missed.
+  const std::vector<DetectedBeat> det = {{1.02, false}, {1.95, false}, {2.01, true}, {3.5, false},
+                                         {4.1, true}};
+  const Score s = score_beats(ref, det, kWhole);
+  EXPECT_EQ(s.truePositives, 3);
+  EXPECT_EQ(s.falseNegatives, 1);
+  EXPECT_EQ(s.falsePositives, 2);
+  EXPECT_EQ(s.normal.asNormal, 1);
+  EXPECT_EQ(s.normal.missed, 1);
+  EXPECT_EQ(s.ventricular.asExtra, 1);
+  EXPECT_EQ(s.ventricular.asNormal, 0);
+  EXPECT_DOUBLE_EQ(s.sensitivity(), 75.0);
+  EXPECT_DOUBLE_EQ(s.positivePredictivity(), 60.0);
+}
+
+TEST(BeatMatching, WindowIsInclusiveAt150Milliseconds) {
+  const std::vector<ReferenceBeat> ref = {{10.0, kN}, {20.0, kN}};
+  const std::vector<DetectedBeat> det = {{10.125, false}, {20.16, false}};
+  const Score s = score_beats(ref, det, kWhole);
+  EXPECT_EQ(s.truePositives, 1);
+  EXPECT_EQ(s.falseNegatives, 1);
+  EXPECT_EQ(s.falsePositives, 1);
+  EXPECT_EQ(score_beats(ref, det, kWhole, 0.2).truePositives, 2);
+}
+
+TEST(BeatMatching, CountsOnlyInsideTheScoringInterval) {
+  // Reference at 0.95 s (outside) paired with a detection at 1.05 s (inside):
+  // neither counts. Unpaired detections outside are not false positives.
+  const std::vector<ReferenceBeat> ref = {{0.95, kN}, {5.0, kN}, {9.5, kN}};
+  const std::vector<DetectedBeat> det = {{0.3, false}, {1.05, false}, {5.0, false}, {9.7, false}};
+  const Score s = score_beats(ref, det, {1.0, 9.0});
+  EXPECT_EQ(s.truePositives, 1);
+  EXPECT_EQ(s.falseNegatives, 0);
+  EXPECT_EQ(s.falsePositives, 0);
+  const Score none = score_beats({}, {}, kWhole);
+  EXPECT_TRUE(std::isnan(none.sensitivity()));
+  EXPECT_TRUE(std::isnan(none.positivePredictivity()));
+}
+
+TEST(BeatMatching, GroupsFollowBeatCodes) {
+  for (int code : {1, 2, 3, 11, 34}) EXPECT_EQ(group_of(code), kN) << code;
+  EXPECT_EQ(group_of(5), kV);
+  for (int code : {4, 6, 7, 8, 9, 10, 12, 13, 38}) EXPECT_EQ(group_of(code), BeatGroup::Other);
+}
+
+TEST(AccuracyReport, SumsRecordsLeavesPacedOutAndGroupsNoiseLevels) {
+  const auto record = [](const std::string& name, const std::string& level, int64_t tp,
+                         int64_t fn, int64_t fp) {
+    RecordResult r;
+    r.record = name;
+    r.signal = "MLII";
+    r.noiseLevel = level;
+    r.score.truePositives = tp;
+    r.score.falseNegatives = fn;
+    r.score.falsePositives = fp;
+    return r;
+  };
+  DatabaseRun mit{"mitdb", {1.0, 1.0}, {record("100", "", 1000, 0, 0), record("102", "", 900, 100, 0)}, 2.0};
+  const Score all = gross_score(mit.records, [](const RecordResult&) { return true; });
+  EXPECT_EQ(all.truePositives, 1900);
+  EXPECT_EQ(all.falseNegatives, 100);
+  const std::string section = database_section(mit);
+  EXPECT_TRUE(contains(section, "| all records | 2 | 2000 | 1900 | 100 | 0 | 95.00 | 100.00 |"));
+  EXPECT_TRUE(contains(section, "| 1 | 1000 | 1000 | 0 | 0 | 100.00 | 100.00 |"));
+  EXPECT_TRUE(contains(section, "| 102 (paced) |"));
+  EXPECT_TRUE(contains(section, "below 99.5 % in Se or +P: 102 (FN 100, FP 0)"));
+
+  DatabaseRun nst{"nstdb", {300.0, 1.0},
+                  {record("118e_6", "-6 dB", 50, 50, 30), record("118e24", "24 dB", 100, 0, 0),
+                   record("119e24", "24 dB", 100, 0, 1)}, 1.0};
+  const std::string noise = noise_section(nst);
+  const auto clean = noise.find("| 24 dB | 2 | 200 | 200 | 0 | 1 | 100.00 | 99.50 |");
+  const auto noisy = noise.find("| -6 dB | 1 | 100 | 50 | 50 | 30 | 50.00 | 62.50 |");
+  ASSERT_NE(clean, std::string::npos);
+  ASSERT_NE(noisy, std::string::npos);
+  EXPECT_LT(clean, noisy);
+
+  const std::string doc = accuracy_document(&mit, nullptr, "zynecg-eval --db x", "Why 102 fails.");
+  EXPECT_TRUE(contains(doc, "zynecg-eval --db x"));
+  EXPECT_TRUE(contains(doc, "## Discussion\n\nWhy 102 fails."));
+  EXPECT_TRUE(contains(doc, "10.13026/C2F305"));
+  EXPECT_TRUE(contains(doc, "Circulation 101(23):e215-e220"));
+}

@@ -1,0 +1,370 @@
+// Readers of WFDB records: headers, formats 212 and 16, MIT annotations,
+// resampling to 200 Hz, and the real MIT-BIH files when they are present.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <numbers>
+#include <random>
+#include <string>
+
+#include "wfdb/annotations.hpp"
+#include "wfdb/error.hpp"
+#include "wfdb/header.hpp"
+#include "wfdb/resample.hpp"
+#include "wfdb/signals.hpp"
+
+namespace fs = std::filesystem;
+using namespace zyn::wfdb;
+
+namespace {
+
+const char* const kRecord100Header =
+    "100 2 360 650000\r\n"
+    "100.dat 212 200 11 1024 995 -22131 0 MLII\r\n"
+    "100.dat 212 200 11 1024 1011 20052 0 V5\r\n"
+    "# 69 M 1085 1629 x1\r\n"
+    "# Aldomet, Inderal\r\n";
+
+// Error message of f, or "" when it does not throw.
+template <class F>
+std::string error_of(F&& f) {
+  try {
+    f();
+  } catch (const Error& e) {
+    return e.what();
+  }
+  return "";
+}
+
+// A scratch folder removed at the end of the test.
+class ScratchDir {
+ public:
+  ScratchDir() {
+    std::random_device seed;
+    path_ = fs::temp_directory_path() / ("zyn_wfdb_" + std::to_string(seed()));
+    fs::create_directories(path_);
+  }
+  ~ScratchDir() { fs::remove_all(path_); }
+  const fs::path& path() const { return path_; }
+  void write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(path_ / name, std::ios::binary) << bytes;
+  }
+
+ private:
+  fs::path path_;
+};
+
+std::string bytes_of(const std::vector<uint8_t>& v) { return {v.begin(), v.end()}; }
+
+// Packs values in format 212 the way the writer does (pairs into 3 bytes).
+std::vector<uint8_t> pack_212(const std::vector<int>& values) {
+  std::vector<uint8_t> out;
+  for (std::size_t k = 0; k < values.size(); k += 2) {
+    const unsigned a = static_cast<unsigned>(values[k]) & 0xFFF;
+    const unsigned b = k + 1 < values.size() ? static_cast<unsigned>(values[k + 1]) & 0xFFF : 0;
+    out.push_back(static_cast<uint8_t>(a & 0xFF));
+    out.push_back(static_cast<uint8_t>(((a >> 8) & 0x0F) | ((b >> 4) & 0xF0)));
+    if (k + 1 < values.size()) out.push_back(static_cast<uint8_t>(b & 0xFF));
+  }
+  return out;
+}
+
+std::vector<uint8_t> pack_16(const std::vector<int>& values) {
+  std::vector<uint8_t> out;
+  for (int v : values) {
+    const auto u = static_cast<uint16_t>(v);
+    out.push_back(static_cast<uint8_t>(u & 0xFF));
+    out.push_back(static_cast<uint8_t>(u >> 8));
+  }
+  return out;
+}
+
+int checksum_of(const std::vector<int>& values) {
+  uint16_t sum = 0;
+  for (int v : values) sum = static_cast<uint16_t>(sum + static_cast<uint16_t>(v));
+  return static_cast<int16_t>(sum);
+}
+
+void put_word(std::vector<uint8_t>& out, int code, int value) {
+  const auto w = static_cast<uint16_t>((code << 10) | (value & 0x3FF));
+  out.push_back(static_cast<uint8_t>(w & 0xFF));
+  out.push_back(static_cast<uint8_t>(w >> 8));
+}
+
+fs::path data_dir() { return fs::path(ZYN_DATA_DIR); }
+
+bool have_record(const std::string& db, const std::string& name) {
+  return fs::exists(data_dir() / db / (name + ".hea"));
+}
+
+}  // namespace
+
+TEST(WfdbHeader, ParsesRecordAndSignalLinesWithCrlf) {
+  const Header h = parse_header(kRecord100Header, "100.hea");
+  EXPECT_EQ(h.recordName, "100");
+  EXPECT_EQ(h.samplingFrequency, 360.0);
+  EXPECT_EQ(h.numSamples, 650000);
+  ASSERT_EQ(h.signals.size(), 2u);
+  const SignalSpec& s = h.signals[0];
+  EXPECT_EQ(s.fileName, "100.dat");
+  EXPECT_EQ(s.format, 212);
+  EXPECT_EQ(s.gain, 200.0);
+  EXPECT_TRUE(s.calibrated);
+  EXPECT_EQ(s.baseline, 1024);  // no baseline given: the ADC zero
+  EXPECT_EQ(s.adcResolution, 11);
+  EXPECT_EQ(s.initialValue, 995);
+  EXPECT_EQ(s.checksum, -22131);
+  EXPECT_EQ(s.description, "MLII");
+  EXPECT_EQ(h.signals[1].description, "V5");
+  ASSERT_EQ(h.comments.size(), 2u);
+  EXPECT_EQ(h.comments[1], "Aldomet, Inderal");
+  EXPECT_EQ(find_signal(h, "V5"), 1u);
+  EXPECT_FALSE(find_signal(h, "V1").has_value());
+  EXPECT_DOUBLE_EQ(full_scale(s), 5.12);
+  EXPECT_DOUBLE_EQ(to_physical(1224, s), 1.0);
+}
+
+TEST(WfdbHeader, ParsesOptionalFieldForms) {
+  const Header h = parse_header(
+      "# leading comment\n"
+      "sel 3 250/360 225000\n"
+      "a.dat 16+24 100(-5)/uV 16 0 7 12 0 lead with spaces \n"
+      "b.dat 212 0 12 0\n"
+      "c.dat 212\n",
+      "sel.hea");
+  EXPECT_EQ(h.samplingFrequency, 250.0);
+  EXPECT_EQ(h.counterFrequency, 360.0);
+  const SignalSpec& a = h.signals[0];
+  EXPECT_EQ(a.format, 16);
+  EXPECT_EQ(a.byteOffset, 24);
+  EXPECT_EQ(a.gain, 100.0);
+  EXPECT_EQ(a.baseline, -5);
+  EXPECT_EQ(a.units, "uV");
+  EXPECT_EQ(a.description, "lead with spaces");
+  // Gain 0 and a missing gain both mean uncalibrated, read at 200 units per mV.
+  EXPECT_FALSE(h.signals[1].calibrated);
+  EXPECT_EQ(h.signals[1].gain, 200.0);
+  EXPECT_FALSE(h.signals[2].calibrated);
+  EXPECT_FALSE(h.signals[2].checksum.has_value());
+  EXPECT_EQ(effective_adc_resolution(h.signals[2]), 12);
+  // Range -2048..2047 around baseline 0 of a 12-bit signal at 200 units per mV.
+  EXPECT_DOUBLE_EQ(full_scale(h.signals[1]), 10.24);
+}
+
+TEST(WfdbHeader, RejectsInconsistentHeadersNamingFileAndLine) {
+  EXPECT_NE(error_of([] { parse_header("r 2 360 10\nr.dat 212 200 11 0 0 0 0 I\n", "r.hea"); })
+                .find("announces 2 signals but 1"),
+            std::string::npos);
+  EXPECT_NE(error_of([] {
+              parse_header("r 1 360 10\nr.dat 212\nr.dat 212\n", "r.hea");
+            }).find("r.hea: line 3: more signal lines"),
+            std::string::npos);
+  EXPECT_NE(error_of([] { parse_header("r 1 36O 10\nr.dat 212\n", "r.hea"); })
+                .find("bad sampling frequency '36O'"),
+            std::string::npos);
+  EXPECT_NE(error_of([] { parse_header("r 1 360 10\nr.dat 212 200(0 11\n", "r.hea"); })
+                .find("unbalanced baseline"),
+            std::string::npos);
+  EXPECT_NE(error_of([] { parse_header("r/3 1 360 10\n", "r.hea"); }).find("multi-segment"),
+            std::string::npos);
+  EXPECT_NE(error_of([] { parse_header("r 1 0 10\nr.dat 212\n", "r.hea"); }).find("positive"),
+            std::string::npos);
+  EXPECT_NE(error_of([] { parse_header("# only a comment\r\n\r\n", "r.hea"); })
+                .find("r.hea: no record line"),
+            std::string::npos);
+}
+
+TEST(WfdbFormats, Decodes212PairsAndOddTail) {
+  const std::vector<int> values = {0, 1, -1, 2047, -2048, 1024, -7};
+  const std::vector<uint8_t> bytes = pack_212(values);
+  EXPECT_EQ(bytes.size(), bytes_for_212(values.size()));
+  const std::vector<int32_t> decoded = decode_format212(bytes, values.size());
+  EXPECT_EQ(std::vector<int>(decoded.begin(), decoded.end()), values);
+  // Byte layout: low 8 bits of the first sample, the two high nibbles, low 8 bits of the second.
+  const std::vector<uint8_t> raw = {0xE3, 0x1F, 0x02};
+  EXPECT_EQ(decode_format212(raw, 2), (std::vector<int32_t>{-29, 258}));
+}
+
+TEST(WfdbFormats, Decodes16LittleEndianTwosComplement) {
+  const std::vector<uint8_t> raw = {0x01, 0x00, 0xFF, 0xFF, 0x00, 0x80, 0xFF, 0x7F};
+  EXPECT_EQ(decode_format16(raw, 4), (std::vector<int32_t>{1, -1, -32768, 32767}));
+}
+
+TEST(WfdbRecord, ReadsInterleavedSignalsOfBothFormatsAndChecksThem) {
+  ScratchDir dir;
+  const std::vector<int> ch0 = {10, -20, 30, 2000, -2000};
+  const std::vector<int> ch1 = {-1, 5, 1023, -1024, 0};
+  std::vector<int> interleaved;
+  for (std::size_t t = 0; t < ch0.size(); ++t) interleaved.insert(interleaved.end(), {ch0[t], ch1[t]});
+  const std::vector<int> wide = {30000, -30000, 7, 8, 9};
+  dir.write("r.dat", bytes_of(pack_212(interleaved)));
+  dir.write("w.dat", bytes_of(pack_16(wide)));
+  dir.write("r.hea", "r 3 360 5\r\n"
+                     "r.dat 212 200 11 0 10 " + std::to_string(checksum_of(ch0)) + " 0 MLII\r\n"
+                     "r.dat 212 200 11 0 -1 " + std::to_string(checksum_of(ch1)) + " 0 V1\r\n"
+                     "w.dat 16 400(8) 16 0 30000 " + std::to_string(checksum_of(wide)) + " 0 X\r\n");
+  const Record rec = read_record(dir.path(), "r");
+  EXPECT_EQ(std::vector<int>(rec.samples[0].begin(), rec.samples[0].end()), ch0);
+  EXPECT_EQ(std::vector<int>(rec.samples[1].begin(), rec.samples[1].end()), ch1);
+  EXPECT_EQ(std::vector<int>(rec.samples[2].begin(), rec.samples[2].end()), wide);
+  EXPECT_DOUBLE_EQ(physical_signal(rec, 2)[3], 0.0);
+
+  // A wrong checksum is an inconsistency between header and data.
+  dir.write("r.hea", "r 1 360 5\nw.dat 16 200 16 0 30000 1 0 X\n");
+  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("checksum of signal 0 (X)"),
+            std::string::npos);
+  EXPECT_NO_THROW(read_record(dir.path(), "r", ReadOptions{.verifyChecksums = false}));
+
+  // Without a sample count, the file size decides it.
+  dir.write("r.hea", "r 1 360\nw.dat 16\n");
+  EXPECT_EQ(read_record(dir.path(), "r").header.numSamples, 5);
+}
+
+TEST(WfdbRecord, ReportsMissingAndTruncatedFiles) {
+  ScratchDir dir;
+  EXPECT_NE(error_of([&] { read_record(dir.path(), "none"); }).find("none.hea: cannot open file"),
+            std::string::npos);
+  dir.write("r.hea", "r 2 360 650000\nr.dat 212 200 11 1024\nr.dat 212 200 11 1024\n");
+  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("r.dat: cannot open file"),
+            std::string::npos);
+  dir.write("r.dat", std::string(1000, '\0'));
+  const std::string message = error_of([&] { read_record(dir.path(), "r"); });
+  EXPECT_NE(message.find("r.dat: truncated"), std::string::npos);
+  EXPECT_NE(message.find("need 1950000 bytes, file has 1000"), std::string::npos);
+  dir.write("r.hea", "r 1 360 5\nr.dat 310\n");
+  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("format 310"),
+            std::string::npos);
+}
+
+TEST(WfdbAnnotations, DecodesAllWordKinds) {
+  std::vector<uint8_t> b;
+  put_word(b, 1, 100);                 // N at 100
+  put_word(b, 61, -3);                 // its subtype
+  put_word(b, 59, 0);                  // SKIP 70000 samples (high word first)
+  b.insert(b.end(), {0x01, 0x00, 0x70, 0x11});
+  put_word(b, 28, 5);                  // rhythm at 100 + 70000 + 5
+  put_word(b, 63, 5);                  // AUX "(AFIB" padded to 6 bytes
+  for (char c : std::string("(AFIB\0", 6)) b.push_back(static_cast<uint8_t>(c));
+  put_word(b, 62, 1);                  // channel 1, carried over
+  put_word(b, 60, 7);                  // num 7, carried over
+  put_word(b, 5, 0);                   // V at the same time
+  put_word(b, 0, 3);                   // a code-0 (not-QRS) annotation
+  put_word(b, 0, 0);
+  const std::vector<Annotation> a = parse_annotations(b, "t.atr");
+  ASSERT_EQ(a.size(), 4u);
+  EXPECT_EQ(a[0].sample, 100);
+  EXPECT_EQ(a[0].subtype, -3);
+  EXPECT_EQ(a[1].sample, 70105);
+  EXPECT_EQ(annotation_symbol(a[1].code), "+");
+  EXPECT_EQ(a[1].aux, "(AFIB");
+  EXPECT_EQ(a[1].channel, 1);
+  EXPECT_EQ(a[1].num, 7);
+  EXPECT_EQ(a[2].sample, 70105);
+  EXPECT_EQ(a[2].channel, 1);
+  EXPECT_EQ(a[2].num, 7);
+  EXPECT_EQ(a[2].subtype, 0);
+  EXPECT_EQ(a[3].code, 0);
+  EXPECT_TRUE(is_beat(a[2].code));
+  EXPECT_FALSE(is_beat(a[1].code));
+  EXPECT_FALSE(is_beat(a[3].code));
+}
+
+TEST(WfdbAnnotations, RejectsTruncatedAndMalformedFiles) {
+  std::vector<uint8_t> b;
+  put_word(b, 1, 10);
+  EXPECT_NE(error_of([&] { parse_annotations(b, "t.atr"); }).find("t.atr: no end-of-file marker"),
+            std::string::npos);
+  b.push_back(0x05);  // half a word
+  EXPECT_NE(error_of([&] { parse_annotations(b, "t.atr"); }).find("inside annotation word"),
+            std::string::npos);
+  std::vector<uint8_t> aux;
+  put_word(aux, 1, 10);
+  put_word(aux, 63, 8);
+  aux.insert(aux.end(), {'a', 'b'});
+  EXPECT_NE(error_of([&] { parse_annotations(aux, "t.atr"); }).find("auxiliary text"),
+            std::string::npos);
+  std::vector<uint8_t> orphan;
+  put_word(orphan, 61, 1);
+  EXPECT_NE(error_of([&] { parse_annotations(orphan, "t.atr"); }).find("before any annotation"),
+            std::string::npos);
+}
+
+TEST(WfdbResample, KeepsTimeAlignmentAndShapeAt200Hz) {
+  // A 1.5 Hz sine plus a narrow Gaussian peak at exactly 4 s, sampled at 360 Hz.
+  const double fromHz = 360.0;
+  std::vector<double> x(static_cast<std::size_t>(10 * fromHz));
+  const auto value = [](double t) {
+    return std::sin(2.0 * std::numbers::pi * 1.5 * t) +
+           2.0 * std::exp(-0.5 * std::pow((t - 4.0) / 0.02, 2.0));
+  };
+  for (std::size_t i = 0; i < x.size(); ++i) x[i] = value(static_cast<double>(i) / fromHz);
+  const std::vector<double> y = resample(x, fromHz, 200.0);
+  ASSERT_EQ(y.size(), 2000u);
+  double worst = 0.0;
+  for (std::size_t k = 200; k < 1800; ++k)
+    worst = std::max(worst, std::abs(y[k] - value(static_cast<double>(k) / 200.0)));
+  EXPECT_LT(worst, 2e-3);
+  EXPECT_EQ(std::max_element(y.begin(), y.end()) - y.begin(), 800);
+  EXPECT_EQ(resample(x, 200.0, 200.0), x);
+  EXPECT_TRUE(resample({}, 360.0, 200.0).empty());
+  EXPECT_THROW(resample(x, 0.0, 200.0), Error);
+}
+
+TEST(WfdbRealData, Record100HeaderSignalsAndBeats) {
+  if (!have_record("mitdb", "100")) GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
+  const Record rec = read_record(data_dir() / "mitdb", "100");  // checksums verified
+  EXPECT_EQ(rec.header.numSamples, 650000);
+  EXPECT_EQ(rec.header.samplingFrequency, 360.0);
+  EXPECT_EQ(rec.header.signals[0].description, "MLII");
+  EXPECT_EQ(rec.header.signals[1].description, "V5");
+  EXPECT_EQ(rec.samples[0][0], 995);
+  EXPECT_EQ(rec.samples[1][0], 1011);
+  const std::vector<Annotation> ann = read_annotations(data_dir() / "mitdb" / "100.atr");
+  std::map<std::string_view, int> beats;
+  for (const Annotation& a : ann)
+    if (is_beat(a.code)) ++beats[annotation_symbol(a.code)];
+  EXPECT_EQ(beats["N"] + beats["A"] + beats["V"], 2273);
+  EXPECT_EQ(beats["A"], 33);
+  EXPECT_EQ(beats["V"], 1);
+  ASSERT_FALSE(ann.empty());
+  EXPECT_EQ(annotation_symbol(ann.front().code), "+");
+  EXPECT_EQ(ann.front().aux, "(N");
+  EXPECT_EQ(analysis_signal(rec, 0).size(), 361111u);
+}
+
+TEST(WfdbRealData, OtherLayoutsAndFormat16) {
+  if (!have_record("mitdb", "114") || !have_record("nstdb", "118e00"))
+    GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
+  EXPECT_EQ(find_signal(read_header(data_dir() / "mitdb" / "114.hea"), "MLII"), 1u);
+  const Record noisy = read_record(data_dir() / "nstdb", "118e00");  // format 16
+  EXPECT_EQ(noisy.header.signals[0].format, 16);
+  EXPECT_EQ(noisy.samples[0][0], -167);
+  EXPECT_EQ(noisy.header.signals[0].baseline, 1024);
+  EXPECT_DOUBLE_EQ(full_scale(noisy.header.signals[0]), 10.24);
+  std::size_t beats = 0;
+  for (const Annotation& a : read_annotations(data_dir() / "nstdb" / "118e00.atr"))
+    beats += is_beat(a.code) ? 1 : 0;
+  EXPECT_EQ(beats, 2278u);
+  const Header qt = read_header(data_dir() / "qtdb" / "sel100.hea");  // "250/360", "200(0)"
+  EXPECT_EQ(qt.samplingFrequency, 250.0);
+  EXPECT_EQ(qt.counterFrequency, 360.0);
+  EXPECT_EQ(qt.signals[0].baseline, 0);
+  EXPECT_EQ(qt.signals[0].adcZero, 1024);
+}
+
+TEST(WfdbRealData, AllArrhythmiaRecordsHoldTheQuotedBeatTotal) {
+  if (!have_record("mitdb", "234")) GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
+  std::size_t records = 0;
+  std::size_t beats = 0;
+  for (const fs::directory_entry& e : fs::directory_iterator(data_dir() / "mitdb")) {
+    if (e.path().extension() != ".atr") continue;
+    ++records;
+    for (const Annotation& a : read_annotations(e.path())) beats += is_beat(a.code) ? 1 : 0;
+  }
+  EXPECT_EQ(records, 48u);
+  EXPECT_EQ(beats, 109494u);
+}

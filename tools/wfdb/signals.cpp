@@ -1,0 +1,163 @@
+// Readers of WFDB signal files (formats 212 and 16). See signals.hpp.
+#include "wfdb/signals.hpp"
+
+#include <fstream>
+
+#include "wfdb/error.hpp"
+
+namespace zyn::wfdb {
+namespace {
+
+int32_t sign_extend_12(int32_t value) { return value >= 2048 ? value - 4096 : value; }
+
+std::vector<uint8_t> read_binary_file(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw Error(path.string(), "cannot open file");
+  in.seekg(0, std::ios::end);
+  const std::streamoff size = in.tellg();
+  in.seekg(0, std::ios::beg);
+  if (size < 0) throw Error(path.string(), "cannot determine file size");
+  std::vector<uint8_t> bytes(static_cast<std::size_t>(size));
+  if (!bytes.empty() && !in.read(reinterpret_cast<char*>(bytes.data()), size))
+    throw Error(path.string(), "read error");
+  return bytes;
+}
+
+std::size_t bytes_for(int format, std::size_t count) {
+  return format == 212 ? bytes_for_212(count) : 2 * count;
+}
+
+// Largest number of values of the format that fit in byteCount bytes.
+std::size_t values_in(int format, std::size_t byteCount) {
+  return format == 212 ? (byteCount / 3) * 2 + (byteCount % 3 >= 2 ? 1 : 0) : byteCount / 2;
+}
+
+// Signals sharing one file: indices [first, first + count) of the header.
+struct FileGroup {
+  std::size_t first = 0;
+  std::size_t count = 0;
+};
+
+std::vector<FileGroup> group_by_file(const Header& header, const std::string& source) {
+  std::vector<FileGroup> groups;
+  for (std::size_t i = 0; i < header.signals.size(); ++i) {
+    const SignalSpec& spec = header.signals[i];
+    if (!groups.empty() && header.signals[groups.back().first].fileName == spec.fileName) {
+      const SignalSpec& lead = header.signals[groups.back().first];
+      if (spec.format != lead.format)
+        throw Error(source, "signals " + std::to_string(groups.back().first) + " and " +
+                                std::to_string(i) + " share file " + spec.fileName +
+                                " but have different formats");
+      ++groups.back().count;
+      continue;
+    }
+    for (const FileGroup& g : groups)
+      if (header.signals[g.first].fileName == spec.fileName)
+        throw Error(source, "signals of file " + spec.fileName + " are not consecutive");
+    groups.push_back({i, 1});
+  }
+  return groups;
+}
+
+void check_supported(const SignalSpec& spec, const std::string& source) {
+  if (spec.format != 212 && spec.format != 16)
+    throw Error(source, "signal format " + std::to_string(spec.format) + " of file " +
+                            spec.fileName + " is not supported (only 212 and 16)");
+  if (spec.samplesPerFrame != 1 || spec.skew != 0)
+    throw Error(source, "file " + spec.fileName +
+                            ": multiple samples per frame and skew are not supported");
+}
+
+void verify_checksum(const std::vector<int32_t>& samples, const SignalSpec& spec,
+                     std::size_t index, const std::string& source) {
+  if (!spec.checksum) return;
+  uint16_t sum = 0;
+  for (int32_t s : samples) sum = static_cast<uint16_t>(sum + static_cast<uint16_t>(s));
+  const int32_t signedSum = sum >= 0x8000 ? static_cast<int32_t>(sum) - 0x10000 : sum;
+  if (signedSum != *spec.checksum)
+    throw Error(source, "checksum of signal " + std::to_string(index) + " (" + spec.description +
+                            ") is " + std::to_string(signedSum) + " but the header says " +
+                            std::to_string(*spec.checksum));
+}
+
+}  // namespace
+
+std::size_t bytes_for_212(std::size_t count) { return (count / 2) * 3 + (count % 2) * 2; }
+
+std::vector<int32_t> decode_format212(std::span<const uint8_t> bytes, std::size_t count) {
+  std::vector<int32_t> values(count);
+  for (std::size_t k = 0; k < count; ++k) {
+    const std::size_t base = (k / 2) * 3;
+    const int32_t middle = bytes[base + 1];
+    const int32_t value = (k % 2 == 0) ? (bytes[base] | ((middle & 0x0F) << 8))
+                                       : (bytes[base + 2] | ((middle & 0xF0) << 4));
+    values[k] = sign_extend_12(value);
+  }
+  return values;
+}
+
+std::vector<int32_t> decode_format16(std::span<const uint8_t> bytes, std::size_t count) {
+  std::vector<int32_t> values(count);
+  for (std::size_t k = 0; k < count; ++k) {
+    const auto raw = static_cast<uint16_t>(bytes[2 * k] | (bytes[2 * k + 1] << 8));
+    values[k] = static_cast<int16_t>(raw);
+  }
+  return values;
+}
+
+std::vector<std::vector<int32_t>> read_samples(Header& header,
+                                               const std::filesystem::path& directory,
+                                               const ReadOptions& options) {
+  const std::string headerName = (directory / (header.recordName + ".hea")).string();
+  std::vector<std::vector<int32_t>> samples(header.signals.size());
+  for (const FileGroup& group : group_by_file(header, headerName)) {
+    const SignalSpec& lead = header.signals[group.first];
+    check_supported(lead, headerName);
+    const std::filesystem::path path = directory / lead.fileName;
+    const std::vector<uint8_t> bytes = read_binary_file(path);
+    const auto offset = static_cast<std::size_t>(lead.byteOffset);
+    if (bytes.size() < offset)
+      throw Error(path.string(), "file is shorter than its byte offset " + std::to_string(offset));
+    const std::size_t available = bytes.size() - offset;
+    if (header.numSamples == 0)
+      header.numSamples = static_cast<long>(values_in(lead.format, available) / group.count);
+    const std::size_t count = static_cast<std::size_t>(header.numSamples) * group.count;
+    const std::size_t needed = bytes_for(lead.format, count);
+    if (available < needed)
+      throw Error(path.string(), "truncated: " + std::to_string(header.numSamples) + " samples of " +
+                                     std::to_string(group.count) + " signal(s) in format " +
+                                     std::to_string(lead.format) + " need " +
+                                     std::to_string(needed + offset) + " bytes, file has " +
+                                     std::to_string(bytes.size()));
+    const std::span<const uint8_t> data(bytes.data() + offset, available);
+    const std::vector<int32_t> interleaved =
+        lead.format == 212 ? decode_format212(data, count) : decode_format16(data, count);
+    for (std::size_t s = 0; s < group.count; ++s) {
+      std::vector<int32_t>& out = samples[group.first + s];
+      out.resize(static_cast<std::size_t>(header.numSamples));
+      for (std::size_t t = 0; t < out.size(); ++t) out[t] = interleaved[t * group.count + s];
+    }
+  }
+  if (options.verifyChecksums)
+    for (std::size_t i = 0; i < samples.size(); ++i)
+      verify_checksum(samples[i], header.signals[i], i, headerName);
+  return samples;
+}
+
+Record read_record(const std::filesystem::path& directory, const std::string& name,
+                   const ReadOptions& options) {
+  Record record;
+  record.header = read_header(directory / (name + ".hea"));
+  record.samples = read_samples(record.header, directory, options);
+  return record;
+}
+
+std::vector<double> physical_signal(const Record& record, std::size_t signalIndex) {
+  const SignalSpec& spec = record.header.signals.at(signalIndex);
+  const std::vector<int32_t>& adc = record.samples.at(signalIndex);
+  std::vector<double> values(adc.size());
+  for (std::size_t t = 0; t < adc.size(); ++t) values[t] = to_physical(adc[t], spec);
+  return values;
+}
+
+}  // namespace zyn::wfdb

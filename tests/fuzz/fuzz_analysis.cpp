@@ -3,7 +3,9 @@
 // Input layout (little-endian):
 //   u8  flags     bit 0: HRV (else QRS); bit 1: no recording (null array);
 //                 bits 2-3: signal kind 0 raw payload doubles, 1 synthetic
-//                 sinus rhythm, 2 constant, 3 step
+//                 sinus rhythm, 2 constant, 3 step; bit 4: wave detection
+//                 itself at the given fs (any rate, not only 200 Hz); bit 5:
+//                 beat analysis at the rate a (any double)
 //   i32 fs, i32 startSeconds, i32 qualityWindowSeconds, f64 fullScale
 //   u32 length    taken modulo 120201 (every accepted length and a little more)
 //   f64 a, f64 b  kind 1: heart rate (bpm) and amplitude (mV); kind 2: the
@@ -20,6 +22,8 @@
 #include <vector>
 
 #include "analysis/pipelines.hpp"
+#include "beats/analyze_ecg.hpp"
+#include "beats/detect_waves.hpp"
 #include "common/synthetic_ecg.hpp"
 #include "fuzz_input.hpp"
 
@@ -108,7 +112,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   }
   if ((flags & 2) == 0) request.ecg = std::span<const double>(signal);
 
-  if (flags & 1) {
+  if (flags & 0x10) {
+    (void)zyn::detect_waves(signal, request.fs, request.qualityWindowSeconds, request.fullScale);
+  } else if (flags & 0x20) {
+    (void)zyn::beats::analyze_stretch(signal, a);
+  } else if (flags & 1) {
     check_positions(zyn::analyse_hrv(request), signal.size());
   } else {
     check_positions(zyn::analyse_qrs(request), signal.size());

@@ -104,6 +104,14 @@ write("fuzz_analysis", "null", analysis(2))
 write("fuzz_analysis", "fs0-negative-start", analysis(0, fs=0, start=-3, window=-1, full_scale=-1.0, length=2999))
 write("fuzz_analysis", "short", analysis(0, length=12, payload=doubles([0.0, 1.0, 0.0, -1.0])))
 
+# Wave detection at other rates, and beat analysis at any rate (bits 4 and 5).
+for fs in (360, 1, 0, -200, 2**31 - 1):
+    write("fuzz_analysis", f"detect-waves-fs{fs}", analysis(0x10 | 1 << 2, fs=fs, window=5, length=8000, a=70, b=1.0))
+for name, rate in (("nan", float("nan")), ("inf", float("inf")), ("huge", 1e9), ("zero", 0.0),
+                   ("half", 0.5), ("negative", -200.0), ("1000", 1000.0)):
+    write("fuzz_analysis", f"analyze-stretch-fs-{name}", analysis(0x20 | 2 << 2, length=4000, a=rate,
+          injections=[(i * 400, 7) for i in range(10)]))
+
 # --- fuzz_hrv_routines ------------------------------------------------------
 def hrv(n_rr, fs, normal, extra, hr_count=None):
     hr_count = len(normal) if hr_count is None else hr_count

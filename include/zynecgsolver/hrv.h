@@ -33,6 +33,15 @@ ZYN_API real_T calcHRvar(const emxArray_int32_T *peaks, int32_T n, int32_T fs);
 ZYN_API void calcHRvar_initialize(void);
 ZYN_API void calcHRvar_terminate(void);
 
+/* Wave detection of ecg (fs Hz, windows of qualityWindowSeconds, recorder full scale) into detectedNormalPeaks, detectedExtraPeaks, *overallQuality, windowQuality and *shortRrFlag; independently, the trimmed-mean heart rate of the caller's beats (first nNormal / nExtra, at rhythmFs Hz) into *heartRate and their labelled RR series into flags, t, rr. */
+ZYN_API void toCompile(const emxArray_real_T *ecg, int32_T fs, int32_T qualityWindowSeconds,
+                       const emxArray_int32_T *normalPeaks, int32_T nNormal,
+                       const emxArray_int32_T *extraPeaks, int32_T nExtra, int32_T rhythmFs,
+                       emxArray_int32_T *detectedNormalPeaks, emxArray_int32_T *detectedExtraPeaks,
+                       int32_T *overallQuality, emxArray_int32_T *windowQuality,
+                       real_T *heartRate, emxArray_int16_T *flags, emxArray_real_T *t,
+                       emxArray_real_T *rr, int32_T *shortRrFlag, real_T fullScale);
+
 /* Lifecycle of the toCompile unit: initialise sets the non-finite constants; terminate does nothing. */
 ZYN_API void toCompile_initialize(void);
 ZYN_API void toCompile_terminate(void);

@@ -23,7 +23,10 @@ constexpr double kShortRrSeconds = 0.3;
 }  // namespace
 
 bool coarse_rr_is_short(std::span<const double> ecg, double fs) {
-  const std::vector<double> coarse = primitive_rpeaks(ecg, fs);
+  return rr_is_short(primitive_rpeaks(ecg, fs), fs);
+}
+
+bool rr_is_short(std::span<const double> coarse, double fs) {
   if (coarse.size() < 2) return false;  // mean of no interval is NaN: never short
   // Intervals in seconds: sample differences times the reciprocal of fs,
   // formed once.
@@ -41,8 +44,13 @@ bool coarse_rr_is_short(std::span<const double> ecg, double fs) {
 
 StretchBeats analyze_stretch(std::span<const double> ecg, double fs) {
   std::vector<double> copy(ecg.begin(), ecg.end());
-  const ClassifiedBeats all = analyze_ecg_r(copy, fs);
-  const double lastAllowed = static_cast<double>(ecg.size()) - fs;
+  StretchBeats out = keep_inner_beats(analyze_ecg_r(copy, fs), ecg.size(), fs);
+  out.shortRr = coarse_rr_is_short(ecg, fs);
+  return out;
+}
+
+StretchBeats keep_inner_beats(const ClassifiedBeats& all, std::size_t n, double fs) {
+  const double lastAllowed = static_cast<double>(n) - fs;
   StretchBeats out;
   for (std::size_t j = 0; j < all.rpeaks.size() && j < all.beatClass.size(); ++j) {
     if (fs < all.rpeaks[j] && all.rpeaks[j] < lastAllowed) {
@@ -50,7 +58,6 @@ StretchBeats analyze_stretch(std::span<const double> ecg, double fs) {
       out.beatClass.push_back(all.beatClass[j]);
     }
   }
-  out.shortRr = coarse_rr_is_short(ecg, fs);
   return out;
 }
 

@@ -5,6 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "beats/rpeak_classifier.hpp"
+
 namespace zyn::beats {
 
 struct StretchBeats {
@@ -20,5 +22,9 @@ StretchBeats analyze_stretch(std::span<const double> ecg, double fs);
 
 // The flag alone, from the coarse detector's peaks over the whole stretch.
 bool coarse_rr_is_short(std::span<const double> ecg, double fs);
+// The flag from given coarse peak positions (fewer than two: false).
+bool rr_is_short(std::span<const double> coarsePeaks, double fs);
+// The beats with fs < position < n - fs, classes kept aligned.
+StretchBeats keep_inner_beats(const ClassifiedBeats& all, std::size_t n, double fs);
 
 }  // namespace zyn::beats

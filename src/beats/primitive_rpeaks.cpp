@@ -37,7 +37,7 @@ constexpr double kThresholdOfMaximum = 0.3;
 void filter_in_place(std::vector<double>& p) {
   std::array<double, 4> zi{};
   for (std::size_t i = 0; i < 4; ++i) zi[i] = p.front() * kUnitStepState[i];
-  p = band_pass(p, zi);
+  band_pass_into(p, zi, p);
 }
 
 // Reflection about the end samples, then the forward and the backward pass.
@@ -66,6 +66,11 @@ double running_max(std::span<const double> f) {
 
 std::vector<double> band_pass(std::span<const double> x, const std::array<double, 4>& zi) {
   std::vector<double> y(x.size());
+  band_pass_into(x, zi, y);
+  return y;
+}
+
+void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, std::span<double> y) {
   double z1 = zi[0], z2 = zi[1], z3 = zi[2], z4 = zi[3];
   for (std::size_t k = 0; k < x.size(); ++k) {
     const double v = x[k];
@@ -76,14 +81,16 @@ std::vector<double> band_pass(std::span<const double> x, const std::array<double
     z4 = kB4 * v - kA4 * out;
     y[k] = out;
   }
-  return y;
 }
 
 std::vector<double> primitive_rpeaks(std::span<const double> x, double fs) {
-  const std::size_t n = x.size();
-  if (n < kMinimumSamples) return {};
-  const std::vector<double> f = zero_phase_band_pass(x);
+  if (x.size() < kMinimumSamples) return {};
+  return pick_coarse_peaks(zero_phase_band_pass(x), fs);
+}
 
+std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {
+  const std::size_t n = f.size();
+  if (n == 0) return {};
   // Candidates: every sample above 0.3 of the filtered maximum (1-based).
   const double threshold = kThresholdOfMaximum * running_max(f);
   std::vector<int64_t> idx;

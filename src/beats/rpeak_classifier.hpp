@@ -20,6 +20,18 @@ struct LocalPeak {
   double place;  // 1-based place in x, -inf when none
 };
 
+// The two class lists of the classifier: positions (class 1 in order of
+// acceptance); non-positive and minus-infinite entries may occur.
+struct Classes {
+  std::vector<double> normal;
+  std::vector<double> other;
+};
+
+// Output assembly: one ascending list of distinct positive positions, label 1
+// for a position in the class-1 list (also when it is in both), 2 otherwise;
+// labels swap when class 2 holds more than half of the beats.
+ClassifiedBeats assemble(const Classes& classes);
+
 // The highest local maximum (a rise followed by a non-rise) of x, the first
 // of equal values.
 LocalPeak find_local_peak(std::span<const double> x);

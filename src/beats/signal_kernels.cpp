@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "runtime/scalar.hpp"
+#include "toolbox/stats.hpp"
 
 namespace zyn::beats {
 namespace {
@@ -19,24 +20,27 @@ struct Smaller {
   static double pick(double a, double b) { return a < b ? a : b; }
 };
 
-// Van Herk / Gil-Werman: prefix extremes inside blocks of the window width
-// and suffix extremes inside the same blocks; a window spans at most one
-// block boundary, so its extreme is the pick of one suffix and one prefix.
+// Van Herk / Gil-Werman over blocks of one window width W: a window that
+// starts at offset r of a block covers that block's suffix from r and the
+// next block's prefix up to r - 1, so its extreme is the pick of one suffix
+// extreme and one prefix extreme. Three comparisons per sample and extreme,
+// no data-dependent branches, and only two block-sized buffers.
 template <class Rule>
 void sliding_extreme(std::span<const double> x, std::size_t half, std::span<double> out) {
   const std::size_t n = x.size();
+  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
   const std::size_t width = 2 * half + 1;
-  if (half >= n || width > n || out.size() < n) return;
-  std::vector<double> prefix(n), suffix(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    prefix[i] = (i % width == 0) ? x[i] : Rule::pick(prefix[i - 1], x[i]);
-  }
-  for (std::size_t i = n; i-- > 0;) {
-    const bool blockEnd = (i + 1) % width == 0 || i + 1 == n;
-    suffix[i] = blockEnd ? x[i] : Rule::pick(suffix[i + 1], x[i]);
-  }
-  for (std::size_t i = 0; i + width <= n; ++i) {
-    out[i + half] = Rule::pick(suffix[i], prefix[i + width - 1]);
+  std::vector<double> suffix(width), prefix(width);
+  for (std::size_t start = 0; start + width <= n; start += width) {
+    suffix[width - 1] = x[start + width - 1];
+    for (std::size_t r = width - 1; r-- > 0;) suffix[r] = Rule::pick(x[start + r], suffix[r + 1]);
+    out[start + half] = suffix[0];
+    const std::size_t next = start + width;
+    const std::size_t available = std::min(width - 1, n - std::min(n, next));
+    if (available == 0) continue;
+    prefix[0] = x[next];
+    for (std::size_t r = 1; r < available; ++r) prefix[r] = Rule::pick(prefix[r - 1], x[next + r]);
+    for (std::size_t r = 1; r <= available; ++r) out[start + r + half] = Rule::pick(suffix[r], prefix[r - 1]);
   }
 }
 
@@ -47,13 +51,19 @@ uint64_t key_of(double v) {
 
 }  // namespace
 
+void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
+  const std::size_t n = x.size();
+  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
+  std::vector<double> low(n);
+  sliding_extreme<Greater>(x, half, out);
+  sliding_extreme<Smaller>(x, half, low);
+  for (std::size_t k = half; k + half < n; ++k) out[k] = out[k] - low[k];
+}
+
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
   sliding_extreme<Greater>(x, half, out);
 }
 
-void sliding_min_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
-  sliding_extreme<Smaller>(x, half, out);
-}
 
 std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
   if (cap == 0) return 0;
@@ -78,52 +88,48 @@ std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
   return count;
 }
 
-double median_of(std::span<const double> x) {
-  const std::size_t n = x.size();
-  if (n == 0) return std::numeric_limits<double>::quiet_NaN();
-  std::vector<double> v(x.begin(), x.end());
-  // NaN samples sort after every number: keep them out of the selection.
-  const auto numbersEnd = std::partition(v.begin(), v.end(), [](double a) { return !std::isnan(a); });
-  const auto numbers = static_cast<std::size_t>(numbersEnd - v.begin());
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  auto order_statistic = [&](std::size_t p) -> double {
-    if (p >= numbers) return nan;
-    std::nth_element(v.begin(), v.begin() + static_cast<std::ptrdiff_t>(p), numbersEnd);
-    return v[p];
-  };
-  if (n % 2 == 1) return order_statistic(n / 2);
-  const std::size_t lowerPlace = n / 2 - 1;
-  const double lower = order_statistic(lowerPlace);
-  double upper = nan;
-  if (lowerPlace + 1 < numbers) {
-    upper = *std::min_element(v.begin() + static_cast<std::ptrdiff_t>(lowerPlace + 1), numbersEnd);
-  }
-  const bool sameSign = (lower < 0.0) == (upper < 0.0);
-  if (sameSign && !is_inf(lower) && !is_inf(upper)) return lower + (upper - lower) / 2.0;
-  return (lower + upper) / 2.0;
-}
-
 void smooth_in_place(std::vector<double>& x, double span) {
   const std::size_t n = x.size();
-  if (n < 2 || !(span > 0.0)) return;
+  const std::size_t half = std::min(smoothing_half_width(span), n);
+  if (n < 2 || half == 0) return;
+  if (half <= kDirectSumHalfWidth) {
+    smooth_direct(x, half);
+    return;
+  }
+  smooth_moving_average(x, span);
+}
+
+std::size_t smoothing_half_width(double span) {
+  if (!(span > 0.0)) return 0;
   const double widthValue = 2.0 * ceil_trunc(span / 2.0) - 1.0;
-  if (!(widthValue >= 3.0)) return;
+  if (!(widthValue >= 3.0)) return 0;
   const double halfValue = std::floor(widthValue / 2.0);
-  const std::size_t half =
-      halfValue >= static_cast<double>(n) ? n : static_cast<std::size_t>(halfValue);
-  const std::vector<double> in = x;
-  // Running sum of the samples in the (clipped) window around k.
-  double sum = 0.0;
-  std::size_t lo = 0, hi = 0;  // window is in[lo, hi)
-  const std::size_t firstHi = std::min(n, half + 1);
-  for (; hi < firstHi; ++hi) sum += in[hi];
+  if (halfValue > 1e15) return static_cast<std::size_t>(1e15);
+  return static_cast<std::size_t>(halfValue);
+}
+
+void smooth_direct(std::vector<double>& x, std::size_t half) {
+  const std::size_t n = x.size();
+  const std::size_t mask = std::bit_ceil(half + 1) - 1;
+  std::vector<double> ring(mask + 1);
   for (std::size_t k = 0; k < n; ++k) {
-    const std::size_t wantLo = k > half ? k - half : 0;
-    const std::size_t wantHi = std::min(n, k + half + 1);
-    while (hi < wantHi) sum += in[hi++];
-    while (lo < wantLo) sum -= in[lo++];
+    const std::size_t lo = k > half ? k - half : 0;
+    const std::size_t hi = std::min(n, k + half + 1);
+    // Samples before k were overwritten: their originals are in the ring.
+    double sum = 0.0;
+    for (std::size_t i = lo; i < k; ++i) sum += ring[i & mask];
+    for (std::size_t i = k; i < hi; ++i) sum += x[i];
+    ring[k & mask] = x[k];
     x[k] = sum / static_cast<double>(hi - lo);
   }
+}
+
+double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {
+  const std::size_t lo = k > half ? k - half : 0;
+  const std::size_t hi = std::min(x.size(), k + half + 1);
+  double sum = 0.0;
+  for (std::size_t i = lo; i < hi; ++i) sum += x[i];
+  return sum / static_cast<double>(hi - lo);
 }
 
 std::size_t first_max_index(std::span<const double> x) {

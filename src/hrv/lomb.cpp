@@ -21,6 +21,10 @@
 #include <memory>
 #include <new>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include "runtime/emx.hpp"
 #include "zynecgsolver/hrv.h"
 
@@ -74,44 +78,136 @@ void bit_reverse(std::span<float> data) {
   }
 }
 
-struct Twiddle {
-  double wr;
-  double wi;
-};
+// Butterflies q = 0 .. count-1 of every block of a stage: complex elements
+// lo + 2q and hi + 2q (lo = data + block + m0, hi = lo + mmax, blocks every
+// 2 mmax floats) with twiddle (tw[2q], tw[2q+1]) = (wr, wi). Every variant
+// performs, per butterfly, exactly
+//   tempr = float(wr * hr - wi * hi_), tempi = float(wr * hi_ + wi * hr)  (double)
+//   hi = lo - temp, lo = lo + temp                                           (float)
+// so all give bit-identical results; the vector forms only do two at once.
+using ButterflyRun = void (*)(float* lo, float* hi, const double* tw, std::size_t count);
+using StageRun = void (*)(std::span<float> data, std::size_t mmax, std::size_t m0,
+                          const double* tw, std::size_t count);
+
+template <ButterflyRun kRun>
+void run_stage_blocks(std::span<float> data, std::size_t mmax, std::size_t m0, const double* tw,
+                      std::size_t count) {
+  for (std::size_t block = 0; block < data.size(); block += 2 * mmax) {
+    float* lo = data.data() + block + m0;
+    kRun(lo, lo + mmax, tw, count);
+  }
+}
+
+inline void butterflies_scalar(float* lo, float* hi, const double* tw, std::size_t count) {
+  for (std::size_t q = 0; q < count; ++q) {
+    float* a = lo + 2 * q;
+    float* b = hi + 2 * q;
+    const double wr = tw[2 * q];
+    const double wi = tw[2 * q + 1];
+    const auto tempr = static_cast<float>(wr * b[0] - wi * b[1]);
+    const auto tempi = static_cast<float>(wr * b[1] + wi * b[0]);
+    b[0] = a[0] - tempr;
+    b[1] = a[1] - tempi;
+    a[0] += tempr;
+    a[1] += tempi;
+  }
+}
+
+#if defined(__x86_64__)
+// (wr * br - wi * bi, wr * bi + wi * br) of one complex value in double:
+// wr * br + (-wi) * bi equals wr * br - wi * bi exactly.
+inline __m128d twiddle_product(__m128d w, __m128d b) {
+  const __m128d negateLow = _mm_set_pd(0.0, -0.0);
+  const __m128d wr = _mm_unpacklo_pd(w, w);
+  const __m128d wi = _mm_xor_pd(_mm_unpackhi_pd(w, w), negateLow);
+  const __m128d swapped = _mm_shuffle_pd(b, b, 1);
+  return _mm_add_pd(_mm_mul_pd(wr, b), _mm_mul_pd(wi, swapped));
+}
+
+inline void butterflies_sse2(float* lo, float* hi, const double* tw, std::size_t count) {
+  std::size_t q = 0;
+  for (; q + 2 <= count; q += 2) {
+    const __m128 b = _mm_loadu_ps(hi + 2 * q);
+    const __m128d t0 = twiddle_product(_mm_loadu_pd(tw + 2 * q), _mm_cvtps_pd(b));
+    const __m128d t1 = twiddle_product(_mm_loadu_pd(tw + 2 * q + 2), _mm_cvtps_pd(_mm_movehl_ps(b, b)));
+    const __m128 temp = _mm_movelh_ps(_mm_cvtpd_ps(t0), _mm_cvtpd_ps(t1));
+    const __m128 a = _mm_loadu_ps(lo + 2 * q);
+    _mm_storeu_ps(hi + 2 * q, _mm_sub_ps(a, temp));
+    _mm_storeu_ps(lo + 2 * q, _mm_add_ps(a, temp));
+  }
+  butterflies_scalar(lo + 2 * q, hi + 2 * q, tw + 2 * q, count - q);
+}
+
+__attribute__((target("avx"))) inline void butterflies_avx(float* lo, float* hi,
+                                                            const double* tw, std::size_t count) {
+  const __m256d negateEven = _mm256_set_pd(0.0, -0.0, 0.0, -0.0);
+  std::size_t q = 0;
+  for (; q + 2 <= count; q += 2) {
+    const __m256d b = _mm256_cvtps_pd(_mm_loadu_ps(hi + 2 * q));  // br0 bi0 br1 bi1
+    const __m256d w = _mm256_loadu_pd(tw + 2 * q);                // wr0 wi0 wr1 wi1
+    const __m256d wr = _mm256_permute_pd(w, 0x0);
+    const __m256d wi = _mm256_xor_pd(_mm256_permute_pd(w, 0xF), negateEven);
+    const __m256d swapped = _mm256_permute_pd(b, 0x5);
+    const __m128 temp =
+        _mm256_cvtpd_ps(_mm256_add_pd(_mm256_mul_pd(wr, b), _mm256_mul_pd(wi, swapped)));
+    const __m128 a = _mm_loadu_ps(lo + 2 * q);
+    _mm_storeu_ps(hi + 2 * q, _mm_sub_ps(a, temp));
+    _mm_storeu_ps(lo + 2 * q, _mm_add_ps(a, temp));
+  }
+  butterflies_scalar(lo + 2 * q, hi + 2 * q, tw + 2 * q, count - q);
+}
+
+__attribute__((target("avx"))) void run_stage_blocks_avx(std::span<float> data, std::size_t mmax,
+                                                          std::size_t m0, const double* tw,
+                                                          std::size_t count) {
+  for (std::size_t block = 0; block < data.size(); block += 2 * mmax) {
+    float* lo = data.data() + block + m0;
+    butterflies_avx(lo, lo + mmax, tw, count);
+  }
+}
+
+StageRun stage_for(FftKernel kernel) {
+  static const bool hasAvx = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx") != 0;
+  }();
+  switch (kernel) {
+    case FftKernel::kScalar:
+      return run_stage_blocks<butterflies_scalar>;
+    case FftKernel::kSse2:
+      return run_stage_blocks<butterflies_sse2>;
+    case FftKernel::kAvx:
+    case FftKernel::kFastest:
+      break;
+  }
+  return hasAvx ? run_stage_blocks_avx : run_stage_blocks<butterflies_sse2>;
+}
+#else
+StageRun stage_for(FftKernel) { return run_stage_blocks<butterflies_scalar>; }
+#endif
 
 // One butterfly stage of span mmax (floats); the twiddles follow the
-// recurrence w <- w + w (wpr + i wpi) started at 1.
+// recurrence w <- w + w (wpr + i wpi) started at 1, produced in blocks that
+// are then applied to every block of the data.
 void butterfly_stage(std::span<float> data, std::size_t mmax, int32_t isign,
-                     std::span<Twiddle> twiddles) {
-  const std::size_t n = data.size();
-  const std::size_t istep = mmax << 1;
+                     std::span<double> twiddles, StageRun run) {
+  const std::size_t perBlock = twiddles.size() / 2;
   const double theta = isign * kTwoPi / static_cast<double>(mmax);
   const double wtemp0 = std::sin(0.5 * theta);
   const double wpr = -2.0 * wtemp0 * wtemp0;
   const double wpi = std::sin(theta);
   double wr = 1.0;
   double wi = 0.0;
-  for (std::size_t m0 = 0; m0 < mmax; m0 += 2 * twiddles.size()) {
-    const std::size_t count = std::min(twiddles.size(), (mmax - m0) / 2);
+  for (std::size_t m0 = 0; m0 < mmax; m0 += 2 * perBlock) {
+    const std::size_t count = std::min(perBlock, (mmax - m0) / 2);
     for (std::size_t q = 0; q < count; ++q) {
-      twiddles[q] = {wr, wi};
+      twiddles[2 * q] = wr;
+      twiddles[2 * q + 1] = wi;
       const double wtemp = wr;
       wr = wtemp * wpr - wi * wpi + wr;
       wi = wi * wpr + wtemp * wpi + wi;
     }
-    for (std::size_t block = 0; block < n; block += istep) {
-      for (std::size_t q = 0; q < count; ++q) {
-        const std::size_t i = block + m0 + 2 * q;
-        const std::size_t j = i + mmax;
-        const Twiddle w = twiddles[q];
-        const auto tempr = static_cast<float>(w.wr * data[j] - w.wi * data[j + 1]);
-        const auto tempi = static_cast<float>(w.wr * data[j + 1] + w.wi * data[j]);
-        data[j] = data[i] - tempr;
-        data[j + 1] = data[i + 1] - tempi;
-        data[i] += tempr;
-        data[i + 1] += tempi;
-      }
-    }
+    run(data, mmax, m0, twiddles.data(), count);
   }
 }
 
@@ -181,15 +277,16 @@ void extirpolate(std::span<float> yy, int32_t m, float y, float x) {
   }
 }
 
-void complex_fft(std::span<float> data, int32_t isign) {
+void complex_fft(std::span<float> data, int32_t isign, FftKernel kernel) {
   const std::size_t n = data.size() & ~static_cast<std::size_t>(1);
   if (!is_power_of_two(n / 2)) return;
   data = data.first(n);
   bit_reverse(data);
   if (n <= 2) return;
-  Twiddle buffer[kTwiddleBlock];
+  double twiddles[2 * kTwiddleBlock];
   for (std::size_t mmax = 2; n > mmax; mmax <<= 1) {
-    butterfly_stage(data, mmax, isign, std::span<Twiddle>(buffer, kTwiddleBlock));
+    butterfly_stage(data, mmax, isign, std::span<double>(twiddles, 2 * kTwiddleBlock),
+                    stage_for(kernel));
   }
 }
 

@@ -33,10 +33,15 @@ MeanVariance mean_and_variance(std::span<const float> data);
 // Lagrange extirpolation. Positions that would fall outside yy are ignored.
 void extirpolate(std::span<float> yy, int32_t m, float y, float x);
 
+// Butterfly kernels of the complex FFT; all give bit-identical results
+// (kAvx falls back to kSse2 on processors without AVX, and both to kScalar
+// off x86-64). kFastest picks the widest available.
+enum class FftKernel { kFastest, kScalar, kSse2, kAvx };
+
 // In-place radix-2 complex FFT of data.size()/2 interleaved complex values;
 // isign = 1 uses the kernel exp(+2 pi i jk / nn). A count that is not a power
 // of two leaves data unchanged.
-void complex_fft(std::span<float> data, int32_t isign);
+void complex_fft(std::span<float> data, int32_t isign, FftKernel kernel = FftKernel::kFastest);
 
 // In-place FFT of data.size() real values (a power of two, at least 2);
 // isign = 1 is the forward transform, the first and last real components

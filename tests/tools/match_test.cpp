@@ -28,7 +28,14 @@ TEST(BeatMatching, PairsOneToOneClosestFirstAndSplitsByClass) {
   // beat, the other is a false positive; 3.0 s is missed.
   const std::vector<DetectedBeat> det = {{1.02, false}, {1.95, false}, {2.01, true}, {3.5, false},
                                          {4.1, true}};
-  const Score s = score_beats(ref, det, kWhole);
+  std::vector<Mismatch> errors;
+  const Score s = score_beats(ref, det, kWhole, kMatchWindowSeconds, &errors);
+  ASSERT_EQ(errors.size(), 3u);
+  EXPECT_FALSE(errors[0].falsePositive);
+  EXPECT_EQ(errors[0].index, 2u);  // the beat at 3.0 s
+  EXPECT_TRUE(errors[1].falsePositive);
+  EXPECT_EQ(errors[1].index, 1u);  // the farther detection near 2.0 s
+  EXPECT_EQ(errors[2].index, 3u);
   EXPECT_EQ(s.truePositives, 3);
   EXPECT_EQ(s.falseNegatives, 1);
   EXPECT_EQ(s.falsePositives, 2);
@@ -101,6 +108,21 @@ TEST(AccuracyReport, SumsRecordsLeavesPacedOutAndGroupsNoiseLevels) {
   ASSERT_NE(clean, std::string::npos);
   ASSERT_NE(noisy, std::string::npos);
   EXPECT_LT(clean, noisy);
+
+  mit.records[1].errors = {{false, 3.0, "N", 200.0, "(N", true, false},
+                           {false, 4.0, "V", 900.0, "(N", false, false},
+                           {true, 5.0, "extra", -50.0, "(VFL", false, true}};
+  EXPECT_TRUE(contains(error_breakdown(mit.records),
+                       "| 102 | 100 | N 1, V 1 | 1 | 1 | 0 | 0 | 1 | 1 | 1 | (N 2, (VFL 1 |"));
+  EXPECT_FALSE(contains(error_breakdown(mit.records), "\n| 100 |"));
+  EXPECT_TRUE(contains(errors_csv({&mit}), "102,FP,5.000,extra,-50,(VFL,0,1\n"));
+
+  // False detections inside ventricular flutter get a row of their own.
+  mit.records[0].score.falsePositives = 2;
+  mit.records[0].errors = {{true, 7.0, "normal", 400.0, "(VFL", false, true}};
+  EXPECT_TRUE(contains(database_section(mit),
+                       "| the same, detections inside ventricular flutter not counted | 1 | 1000 "
+                       "| 1000 | 0 | 1 | 100.00 | 99.90 |"));
 
   const std::string doc = accuracy_document(&mit, nullptr, "zynecg-eval --db x", "Why 102 fails.");
   EXPECT_TRUE(contains(doc, "zynecg-eval --db x"));

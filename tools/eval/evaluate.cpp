@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <limits>
 #include <fstream>
 #include <regex>
 
@@ -34,12 +36,15 @@ std::string noise_level_of(const wfdb::Header& header) {
   return "";
 }
 
+// Reference beats as times, with their annotation symbols alongside.
 std::vector<ReferenceBeat> reference_beats(const std::vector<wfdb::Annotation>& annotations,
-                                           double samplingHz) {
+                                           double samplingHz, std::vector<std::string>& symbols) {
   std::vector<ReferenceBeat> beats;
-  for (const wfdb::Annotation& a : annotations)
-    if (wfdb::is_beat(a.code))
-      beats.push_back({static_cast<double>(a.sample) / samplingHz, group_of(a.code)});
+  for (const wfdb::Annotation& a : annotations) {
+    if (!wfdb::is_beat(a.code)) continue;
+    beats.push_back({static_cast<double>(a.sample) / samplingHz, group_of(a.code)});
+    symbols.emplace_back(wfdb::annotation_symbol(a.code));
+  }
   return beats;
 }
 
@@ -57,6 +62,77 @@ std::vector<DetectedBeat> detected_beats(const WaveDetection& detection) {
     return a.seconds < b.seconds;
   });
   return beats;
+}
+
+// Signed distance in ms from t to the nearest of the sorted times, NaN when empty.
+template <class Beat>
+double nearest_ms(const std::vector<Beat>& beats, double t) {
+  const auto after = std::lower_bound(beats.begin(), beats.end(), t,
+                                      [](const Beat& b, double value) { return b.seconds < value; });
+  double best = std::numeric_limits<double>::quiet_NaN();
+  if (after != beats.end()) best = after->seconds - t;
+  if (after != beats.begin()) {
+    const double before = std::prev(after)->seconds - t;
+    if (std::isnan(best) || -before < best) best = before;
+  }
+  return 1000.0 * best;
+}
+
+// The annotators' context at each error: rhythm in force, whether the lead
+// was marked noisy ('~' with the lead's bit set in its subtype, or -1 for
+// all), and whether a ventricular flutter episode ('[' ... ']' or rhythm
+// "(VFL") was running.
+void add_context(std::vector<ErrorEvent>& errors, const std::vector<wfdb::Annotation>& annotations,
+                 double samplingHz, std::size_t lead) {
+  constexpr int kNoiseCode = 14;
+  constexpr int kRhythmCode = 28;
+  constexpr int kFlutterStartCode = 32;
+  constexpr int kFlutterEndCode = 33;
+  std::sort(errors.begin(), errors.end(),
+            [](const ErrorEvent& a, const ErrorEvent& b) { return a.seconds < b.seconds; });
+  std::string rhythm;
+  bool noisy = false;
+  bool flutterMarks = false;
+  std::size_t next = 0;
+  for (ErrorEvent& e : errors) {
+    for (; next < annotations.size() &&
+           static_cast<double>(annotations[next].sample) / samplingHz <= e.seconds;
+         ++next) {
+      const wfdb::Annotation& a = annotations[next];
+      if (a.code == kRhythmCode) rhythm = a.aux;
+      else if (a.code == kNoiseCode) noisy = a.subtype == -1 || ((a.subtype >> lead) & 1) != 0;
+      else if (a.code == kFlutterStartCode) flutterMarks = true;
+      else if (a.code == kFlutterEndCode) flutterMarks = false;
+    }
+    e.rhythm = rhythm;
+    e.noisy = noisy;
+    e.flutter = flutterMarks || rhythm == "(VFL";
+  }
+}
+
+std::vector<ErrorEvent> describe_errors(const std::vector<Mismatch>& mismatches,
+                                        const std::vector<wfdb::Annotation>& annotations,
+                                        const std::vector<ReferenceBeat>& reference,
+                                        const std::vector<DetectedBeat>& detected,
+                                        const std::vector<std::string>& referenceSymbols,
+                                        double samplingHz, std::size_t lead) {
+  std::vector<ErrorEvent> errors;
+  for (const Mismatch& m : mismatches) {
+    ErrorEvent e;
+    e.falsePositive = m.falsePositive;
+    if (m.falsePositive) {
+      e.seconds = detected[m.index].seconds;
+      e.label = detected[m.index].extra ? "extra" : "normal";
+      e.nearestMs = nearest_ms(reference, e.seconds);
+    } else {
+      e.seconds = reference[m.index].seconds;
+      e.label = referenceSymbols[m.index];
+      e.nearestMs = nearest_ms(detected, e.seconds);
+    }
+    errors.push_back(std::move(e));
+  }
+  add_context(errors, annotations, samplingHz, lead);
+  return errors;
 }
 
 }  // namespace
@@ -104,8 +180,14 @@ RecordResult evaluate_record(const fs::path& folder, const std::string& name,
 
   const ScoringInterval interval{settings.skipStartSeconds,
                                  record.header.durationSeconds() - settings.skipEndSeconds};
-  result.score = score_beats(reference_beats(annotations, record.header.samplingFrequency),
-                             detected_beats(detection), interval);
+  const double samplingHz = record.header.samplingFrequency;
+  std::vector<std::string> symbols;
+  const std::vector<ReferenceBeat> reference = reference_beats(annotations, samplingHz, symbols);
+  const std::vector<DetectedBeat> detected = detected_beats(detection);
+  std::vector<Mismatch> mismatches;
+  result.score = score_beats(reference, detected, interval, kMatchWindowSeconds, &mismatches);
+  result.errors =
+      describe_errors(mismatches, annotations, reference, detected, symbols, samplingHz, lead);
   result.overallQuality = detection.overallQuality;
   result.shortRrFlag = detection.shortRrFlag;
   result.windows = detection.windowQuality.size();

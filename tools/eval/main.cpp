@@ -110,6 +110,7 @@ int main(int argc, char** argv) {
   std::string recordList;
   std::string markdown;
   std::string notes;
+  std::string errorsCsv;
   EvaluationSettings settings;
   app.add_option("--db", db, "Annotated database folder (MIT-BIH Arrhythmia style)")
       ->check(CLI::ExistingDirectory);
@@ -120,6 +121,8 @@ int main(int argc, char** argv) {
   app.add_option("--markdown", markdown, "Write the Markdown report to this file");
   app.add_option("--notes", notes, "Markdown text to include as the report's discussion")
       ->check(CLI::ExistingFile);
+  app.add_option("--errors", errorsCsv,
+                 "Write every false negative and false positive, with context, as CSV");
   app.add_option("--quality-window", settings.qualityWindowSeconds,
                  "Quality window length in seconds")
       ->capture_default_str();
@@ -155,6 +158,12 @@ int main(int argc, char** argv) {
           db.empty() ? nullptr : &arrhythmia, nstdb.empty() ? nullptr : &noise,
           quoted_command(argc, argv), read_notes(notes));
       write_file(markdown, document);
+    }
+    if (!errorsCsv.empty()) {
+      std::vector<const DatabaseRun*> runs;
+      if (!db.empty()) runs.push_back(&arrhythmia);
+      if (!nstdb.empty()) runs.push_back(&noise);
+      write_file(errorsCsv, zyn::eval::errors_csv(runs));
     }
     return anyFailed ? 1 : 0;
   } catch (const std::exception& e) {

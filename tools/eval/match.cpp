@@ -74,7 +74,8 @@ Score& Score::operator+=(const Score& other) {
 }
 
 Score score_beats(std::span<const ReferenceBeat> reference, std::span<const DetectedBeat> detected,
-                  const ScoringInterval& interval, double matchWindowSeconds) {
+                  const ScoringInterval& interval, double matchWindowSeconds,
+                  std::vector<Mismatch>* mismatches) {
   constexpr std::size_t kUnpaired = std::numeric_limits<std::size_t>::max();
   std::vector<std::size_t> detectionOf(reference.size(), kUnpaired);
   std::vector<bool> detectionPaired(detected.size(), false);
@@ -92,13 +93,17 @@ Score score_beats(std::span<const ReferenceBeat> reference, std::span<const Dete
     GroupSplit* split = reference[r].group == BeatGroup::Normal        ? &score.normal
                         : reference[r].group == BeatGroup::Ventricular ? &score.ventricular
                                                                        : nullptr;
+    if (!found && mismatches != nullptr) mismatches->push_back({false, r});
     if (split == nullptr) continue;
     if (!found) ++split->missed;
     else if (detected[detectionOf[r]].extra) ++split->asExtra;
     else ++split->asNormal;
   }
   for (std::size_t d = 0; d < detected.size(); ++d)
-    if (!detectionPaired[d] && interval.contains(detected[d].seconds)) ++score.falsePositives;
+    if (!detectionPaired[d] && interval.contains(detected[d].seconds)) {
+      ++score.falsePositives;
+      if (mismatches != nullptr) mismatches->push_back({true, d});
+    }
   return score;
 }
 

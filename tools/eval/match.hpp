@@ -66,8 +66,17 @@ struct Score {
   Score& operator+=(const Score& other);
 };
 
+// One counted error: an unpaired reference beat (false negative) or an
+// unpaired detection (false positive), by its index in its list.
+struct Mismatch {
+  bool falsePositive = false;
+  std::size_t index = 0;
+};
+
 // Scores detections against reference beats; both must be sorted by time.
+// When mismatches is given, every counted error is appended to it.
 Score score_beats(std::span<const ReferenceBeat> reference, std::span<const DetectedBeat> detected,
-                  const ScoringInterval& interval, double matchWindowSeconds = kMatchWindowSeconds);
+                  const ScoringInterval& interval, double matchWindowSeconds = kMatchWindowSeconds,
+                  std::vector<Mismatch>* mismatches = nullptr);
 
 }  // namespace zyn::eval

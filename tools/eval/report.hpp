@@ -13,6 +13,17 @@
 
 namespace zyn::eval {
 
+// A counted error with the annotators' context at its time.
+struct ErrorEvent {
+  bool falsePositive = false;
+  double seconds = 0.0;
+  std::string label;       // false negative: reference beat symbol; false positive: "normal" or "extra"
+  double nearestMs = 0.0;  // signed distance to the nearest beat of the other list
+  std::string rhythm;      // rhythm in force ("(N", "(AFIB", ...), "" before the first
+  bool noisy = false;      // the analysed lead was marked noisy or unreadable
+  bool flutter = false;    // inside an episode of ventricular flutter or fibrillation
+};
+
 struct RecordResult {
   std::string record;
   std::string signal;          // description of the analysed signal
@@ -26,6 +37,7 @@ struct RecordResult {
   std::size_t extraPeaks = 0;
   double loadSeconds = 0.0;    // reading and resampling
   double detectSeconds = 0.0;  // wave detection
+  std::vector<ErrorEvent> errors;
 };
 
 struct DatabaseRun {
@@ -59,6 +71,12 @@ std::string noise_section(const DatabaseRun& run);
 // after the tables) and the attribution the data requires.
 std::string accuracy_document(const DatabaseRun* arrhythmia, const DatabaseRun* noise,
                               const std::string& command, const std::string& notes = "");
+
+// Records below the 99.5 % target and where their errors fall.
+std::string error_breakdown(const std::vector<RecordResult>& records);
+
+// Every error of every record as CSV (header line first).
+std::string errors_csv(const std::vector<const DatabaseRun*>& runs);
 
 // Percentage with two decimals, "-" for NaN.
 std::string format_percent(double value);

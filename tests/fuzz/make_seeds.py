@@ -153,6 +153,40 @@ for record in ("100", "203"):
 write("fuzz_wfdb_annotations", "skip-aux-num", struct.pack("<HHHH", 59 << 10, 0, 0x10, 5 | 1 << 10)
       + struct.pack("<H", 63 << 10 | 3) + b"(N\0\0" + struct.pack("<HHH", 60 << 10 | 7, 61 << 10 | 2, 0))
 
+# --- fuzz_cli_readers: CSV text and EDF files -------------------------------
+def cli(mode, payload, fs=0.0, signal=0):
+    return struct.pack("<BdB", mode, fs, signal) + payload
+
+
+def edf(labels, records, per_record, duration=1.0, plus=False):
+    def field(v, n):
+        return str(v).encode().ljust(n)[:n]
+    ns = len(labels)
+    head = (field(0, 8) + field("X X X X", 80) + field("Startdate 01-JAN-2000 X X X", 80)
+            + field("01.01.00", 8) + field("00.00.00", 8) + field(256 * (ns + 1), 8)
+            + field("EDF+C" if plus else "", 44) + field(records, 8) + field(duration, 8) + field(ns, 4))
+    for group, n in ((labels, 16), (["AgAgCl"] * ns, 80), (["mV"] * ns, 8), (["-5"] * ns, 8),
+                     (["5"] * ns, 8), (["-2048"] * ns, 8), (["2047"] * ns, 8), ([""] * ns, 80),
+                     ([per_record] * ns, 8), ([""] * ns, 32)):
+        head += b"".join(field(v, n) for v in group)
+    body = b""
+    for r in range(records):
+        for s_ in range(ns):
+            body += struct.pack("<%dh" % per_record,
+                                *[int(800 * math.exp(-((i % 160) - 80) ** 2 / 20.0)) for i in range(per_record)])
+    return head + body
+
+
+csv_path = os.path.join(HERE, "../../data/mitdb-100-excerpt-200hz.csv")
+if os.path.exists(csv_path):
+    lines = open(csv_path, "rb").read().splitlines(keepends=True)
+    write("fuzz_cli_readers", "excerpt-head.csv", cli(2, b"".join(lines[:120])))
+write("fuzz_cli_readers", "one-column.csv", cli(2, b"0.1\n0.2\n-0.3\n1e3\n", fs=250.0))
+write("fuzz_cli_readers", "time-semicolon.csv", cli(2, b"time;ECG;V5\r\n0;0.1;0.2\r\n0.004;0.3;0.1\r\n0.008;-0.2;0\r\n"))
+write("fuzz_cli_readers", "tab-nan.csv", cli(0, b"t\tv\n0\tnan\n0.005\tinf\n", signal=1))
+write("fuzz_cli_readers", "ecg.edf", cli(3, edf(["ECG"], 2, 200)))
+write("fuzz_cli_readers", "two-signals-plus.edf", cli(1, edf(["EEG", "ECG II"], 1, 100, duration=0.5, plus=True), signal=2))
+
 # --- fuzz_emxarray ----------------------------------------------------------
 def op(code, dims, extents, extra=b""):
     return struct.pack("<Bb", code, dims) + struct.pack("<%di" % len(extents), *extents) + extra

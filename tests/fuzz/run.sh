@@ -13,7 +13,7 @@ set -euo pipefail
 root="$(cd "$(dirname "$0")/../.." && pwd)"
 seconds="${1:-${ZYN_FUZZ_SECONDS:-60}}"
 build="${ZYN_FUZZ_BUILD_DIR:-$root/build-fuzz}"
-targets="${ZYN_FUZZ_TARGETS:-fuzz_analysis fuzz_hrv_routines fuzz_emxarray fuzz_wfdb_header fuzz_wfdb_signals fuzz_wfdb_annotations}"
+targets="${ZYN_FUZZ_TARGETS:-fuzz_analysis fuzz_hrv_routines fuzz_emxarray fuzz_wfdb_header fuzz_wfdb_signals fuzz_wfdb_annotations fuzz_cli_readers}"
 
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" -DZYN_FUZZ=ON -DZYN_BUILD_TESTS=OFF \
   -DZYN_BUILD_BENCH=OFF -DZYN_BUILD_JAVA=OFF -DZYN_BUILD_TOOLS=OFF \
@@ -29,6 +29,10 @@ mkdir -p "$artifacts"
 for t in $targets; do
   bin="$build/tests/fuzz/$t"
   corpus="$root/tests/fuzz/corpus/$t"
+  if [ ! -x "$bin" ]; then
+    echo "-- $t was not built (see the configure messages); skipped"
+    continue
+  fi
   log="$build/fuzz-logs/$t"
   mkdir -p "$log" "$build/fuzz-work/$t"
   echo "== $t: replaying $(ls "$corpus" | wc -l) seeds"

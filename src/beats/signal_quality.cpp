@@ -56,7 +56,9 @@ std::vector<int32_t> window_quality(std::span<const double> ecg, int32_t fs, std
   const double seconds = static_cast<double>(qualityWindowSeconds);
   const double wholeSeconds = floor_trunc(n / rate);
   int32_t windows = 1;
-  if (seconds <= wholeSeconds && qualityWindowSeconds > kShortestSplitWindowSeconds) {
+  // A rate of zero or below has no whole seconds: the stretch is one window
+  // (n / 0 would otherwise ask for 2^31 windows).
+  if (fs > 0 && seconds <= wholeSeconds && qualityWindowSeconds > kShortestSplitWindowSeconds) {
     windows = std::max(1, to_int32_saturated(floor_trunc(n / rate / seconds)));
   }
   std::vector<int32_t> codes(static_cast<std::size_t>(windows), kWindowGood);

@@ -8,5 +8,7 @@
 #include "zynecgsolver/toolbox_reductions.h"
 #include "zynecgsolver/toolbox_search.h"
 #include "zynecgsolver/toolbox_stats.h"
+#include "zynecgsolver/beats.h"
+#include "zynecgsolver/hrv.h"
 
 #endif

@@ -35,9 +35,11 @@ int32_t stretch_quality(std::span<const double> ecg, std::span<const int32_t> be
   }
   if (kSaturationFractionOfFullScale * fullScale < largest) return kQualitySaturated;
 
-  const double intervals = beatCount - 1.0;
+  // Never more beats than the list holds (a larger count would read past it).
+  const double usable = std::min(beatCount, static_cast<double>(beats.size()));
+  const double intervals = usable - 1.0;
   std::vector<double> rr;
-  for (std::size_t i = 0; static_cast<double>(i) < intervals && i + 1 < beats.size(); ++i) {
+  for (std::size_t i = 0; static_cast<double>(i) < intervals; ++i) {
     rr.push_back(static_cast<double>(saturating_sub(beats[i + 1], beats[i])));
   }
   double sum = 0.0;
@@ -56,9 +58,9 @@ std::vector<int32_t> window_quality(std::span<const double> ecg, int32_t fs, std
   const double seconds = static_cast<double>(qualityWindowSeconds);
   const double wholeSeconds = floor_trunc(n / rate);
   int32_t windows = 1;
-  // A rate of zero or below has no whole seconds: the stretch is one window
-  // (n / 0 would otherwise ask for 2^31 windows).
-  if (fs > 0 && seconds <= wholeSeconds && qualityWindowSeconds > kShortestSplitWindowSeconds) {
+  // A rate below one sample per second cannot be split into windows of
+  // samples (and would ask for an unbounded number of them).
+  if (fs >= 1 && seconds <= wholeSeconds && qualityWindowSeconds > kShortestSplitWindowSeconds) {
     windows = std::max(1, to_int32_saturated(floor_trunc(n / rate / seconds)));
   }
   std::vector<int32_t> codes(static_cast<std::size_t>(windows), kWindowGood);

@@ -4,7 +4,8 @@
 // entries use 200 Hz). Heart rates are in beats per minute, rounded half away
 // from zero; intervals and times are in seconds; band powers are in s^2.
 // Every routine keeps its work areas per call, so any number of analyses may
-// run at once in one process.
+// run at once in one process. These C++ entry points may throw std::bad_alloc
+// when memory runs out (the exported C adapters catch it).
 #pragma once
 
 #include <cstdint>

@@ -14,7 +14,9 @@
 #include "hrv/lomb.hpp"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -60,21 +62,39 @@ uint64_t to_count(double v) {
   return static_cast<uint64_t>(v);
 }
 
-void bit_reverse(std::span<float> data) {
-  const std::size_t n = data.size();
-  const std::size_t nn = n / 2;
-  std::size_t j = 0;
-  for (std::size_t i = 0; i < n; i += 2) {
-    if (j > i) {
-      std::swap(data[j], data[i]);
-      std::swap(data[j + 1], data[i + 1]);
+// The transforms run on one array or on several arrays of the same length
+// at once; the twiddle recurrences are then evaluated once for all of them.
+using Arrays = std::span<const std::span<float>>;
+
+constexpr std::array<uint8_t, 256> kByteReversed = [] {
+  std::array<uint8_t, 256> t{};
+  for (unsigned v = 0; v < 256; ++v) {
+    unsigned r = 0;
+    for (unsigned b = 0; b < 8; ++b) r |= ((v >> b) & 1U) << (7 - b);
+    t[v] = static_cast<uint8_t>(r);
+  }
+  return t;
+}();
+
+// k with its lowest `bits` bits in reverse order (1 <= bits <= 64).
+uint64_t reverse_bits(uint64_t k, unsigned bits) {
+  uint64_t r = 0;
+  for (unsigned byte = 0; byte < (bits + 7) / 8; ++byte, k >>= 8) r = (r << 8) | kByteReversed[k & 0xFF];
+  return r >> ((bits + 7) / 8 * 8 - bits);
+}
+
+// Puts complex element k at the bit-reversed position of k, as the classic
+// counter loop of the transform does (pure data movement).
+void bit_reverse(Arrays arrays, std::size_t nn) {
+  if (nn < 2) return;
+  const auto bits = static_cast<unsigned>(std::countr_zero(nn));
+  for (std::size_t k = 0; k < nn; ++k) {
+    const auto r = static_cast<std::size_t>(reverse_bits(k, bits));
+    if (r <= k) continue;
+    for (std::span<float> data : arrays) {
+      std::swap(data[2 * r], data[2 * k]);
+      std::swap(data[2 * r + 1], data[2 * k + 1]);
     }
-    std::size_t m = nn;
-    while (m >= 2 && j >= m) {
-      j -= m;
-      m >>= 1;
-    }
-    j += m;
   }
 }
 
@@ -189,8 +209,8 @@ StageRun stage_for(FftKernel) { return run_stage_blocks<butterflies_scalar>; }
 // One butterfly stage of span mmax (floats); the twiddles follow the
 // recurrence w <- w + w (wpr + i wpi) started at 1, produced in blocks that
 // are then applied to every block of the data.
-void butterfly_stage(std::span<float> data, std::size_t mmax, int32_t isign,
-                     std::span<double> twiddles, StageRun run) {
+void butterfly_stage(Arrays arrays, std::size_t mmax, int32_t isign, std::span<double> twiddles,
+                     StageRun run) {
   const std::size_t perBlock = twiddles.size() / 2;
   const double theta = isign * kTwoPi / static_cast<double>(mmax);
   const double wtemp0 = std::sin(0.5 * theta);
@@ -207,7 +227,7 @@ void butterfly_stage(std::span<float> data, std::size_t mmax, int32_t isign,
       wr = wtemp * wpr - wi * wpi + wr;
       wi = wi * wpr + wtemp * wpi + wi;
     }
-    run(data, mmax, m0, twiddles.data(), count);
+    for (std::span<float> data : arrays) run(data, mmax, m0, twiddles.data(), count);
   }
 }
 
@@ -277,27 +297,25 @@ void extirpolate(std::span<float> yy, int32_t m, float y, float x) {
   }
 }
 
-void complex_fft(std::span<float> data, int32_t isign, FftKernel kernel) {
-  const std::size_t n = data.size() & ~static_cast<std::size_t>(1);
-  if (!is_power_of_two(n / 2)) return;
-  data = data.first(n);
-  bit_reverse(data);
-  if (n <= 2) return;
+namespace {
+
+// Complex transform of arrays of 2 nn floats each (nn a power of two).
+void complex_fft_all(Arrays arrays, std::size_t nn, int32_t isign, FftKernel kernel) {
+  bit_reverse(arrays, nn);
   double twiddles[2 * kTwiddleBlock];
-  for (std::size_t mmax = 2; n > mmax; mmax <<= 1) {
-    butterfly_stage(data, mmax, isign, std::span<double>(twiddles, 2 * kTwiddleBlock),
+  for (std::size_t mmax = 2; 2 * nn > mmax; mmax <<= 1) {
+    butterfly_stage(arrays, mmax, isign, std::span<double>(twiddles, 2 * kTwiddleBlock),
                     stage_for(kernel));
   }
 }
 
-void real_fft(std::span<float> data, int32_t isign) {
-  const std::size_t n = data.size();
-  if (n < 2 || !is_power_of_two(n)) return;
+// Real transform of arrays of n floats each (n a power of two, at least 2).
+void real_fft_all(Arrays arrays, std::size_t n, int32_t isign) {
   const float c1 = 0.5F;
   float c2 = -0.5F;
   double theta = kPi / static_cast<double>(n >> 1);
   if (isign == 1) {
-    complex_fft(data, 1);
+    complex_fft_all(arrays, n / 2, 1, FftKernel::kFastest);
   } else {
     c2 = 0.5F;
     theta = -theta;
@@ -310,34 +328,62 @@ void real_fft(std::span<float> data, int32_t isign) {
   // 1-based positions i1, i2 = i1 + 1 and their mirrors i3, i4 = i3 + 1.
   for (std::size_t i = 2; i <= (n >> 2); ++i) {
     const std::size_t i1 = i + i - 1;
-    const std::size_t i2 = i1 + 1;
-    const std::size_t i3 = n + 3 - i2;
-    const std::size_t i4 = i3 + 1;
-    float& d1 = data[i1 - 1];
-    float& d2 = data[i2 - 1];
-    float& d3 = data[i3 - 1];
-    float& d4 = data[i4 - 1];
-    const float h1r = c1 * (d1 + d3);
-    const float h1i = c1 * (d2 - d4);
-    const float h2r = -c2 * (d2 + d4);
-    const float h2i = c2 * (d1 - d3);
-    d1 = static_cast<float>(h1r + wr * h2r - wi * h2i);
-    d2 = static_cast<float>(h1i + wr * h2i + wi * h2r);
-    d3 = static_cast<float>(h1r - wr * h2r + wi * h2i);
-    d4 = static_cast<float>(-h1i + wr * h2i + wi * h2r);
+    const std::size_t i3 = n + 3 - (i1 + 1);
+    for (std::span<float> data : arrays) {
+      float& d1 = data[i1 - 1];
+      float& d2 = data[i1];
+      float& d3 = data[i3 - 1];
+      float& d4 = data[i3];
+      const float h1r = c1 * (d1 + d3);
+      const float h1i = c1 * (d2 - d4);
+      const float h2r = -c2 * (d2 + d4);
+      const float h2i = c2 * (d1 - d3);
+      d1 = static_cast<float>(h1r + wr * h2r - wi * h2i);
+      d2 = static_cast<float>(h1i + wr * h2i + wi * h2r);
+      d3 = static_cast<float>(h1r - wr * h2r + wi * h2i);
+      d4 = static_cast<float>(-h1i + wr * h2i + wi * h2r);
+    }
     wtemp = wr;
     wr = wtemp * wpr - wi * wpi + wr;
     wi = wi * wpr + wtemp * wpi + wi;
   }
-  const float h1r = data[0];
-  if (isign == 1) {
-    data[0] = h1r + data[1];
-    data[1] = h1r - data[1];
-  } else {
-    data[0] = c1 * (h1r + data[1]);
-    data[1] = c1 * (h1r - data[1]);
-    complex_fft(data, -1);
+  for (std::span<float> data : arrays) {
+    const float h1r = data[0];
+    if (isign == 1) {
+      data[0] = h1r + data[1];
+      data[1] = h1r - data[1];
+    } else {
+      data[0] = c1 * (h1r + data[1]);
+      data[1] = c1 * (h1r - data[1]);
+    }
   }
+  if (isign != 1) complex_fft_all(arrays, n / 2, -1, FftKernel::kFastest);
+}
+
+}  // namespace
+
+void complex_fft(std::span<float> data, int32_t isign, FftKernel kernel) {
+  const std::size_t n = data.size() & ~static_cast<std::size_t>(1);
+  if (!is_power_of_two(n / 2)) return;
+  const std::span<float> one[] = {data.first(n)};
+  complex_fft_all(one, n / 2, isign, kernel);
+}
+
+void real_fft(std::span<float> data, int32_t isign) {
+  if (data.size() < 2 || !is_power_of_two(data.size())) return;
+  const std::span<float> one[] = {data};
+  real_fft_all(one, data.size(), isign);
+}
+
+void real_fft_pair(std::span<float> a, std::span<float> b, int32_t isign) {
+  if (a.size() != b.size()) {
+    real_fft(a, isign);
+    real_fft(b, isign);
+    return;
+  }
+  if (a.size() < 2 || !is_power_of_two(a.size())) return;
+  const std::span<float> both[] = {a, b};
+  real_fft_all(both, a.size(), isign);
 }
 
 LombGrid lomb_grid(uint64_t n, float ofac, float hifac) {
@@ -382,8 +428,7 @@ LombResult fast_lomb_periodogram(std::span<const float> x, std::span<const float
     extirpolate(wk1, kExtirpolationPoints, y[j] - mv.mean, ck + 1.0F);
     extirpolate(wk2, kExtirpolationPoints, 1.0F, ckk + 1.0F);
   }
-  real_fft(wk1, 1);
-  real_fft(wk2, 1);
+  real_fft_pair(wk1, wk2, 1);
 
   const float df = 1.0F / (xdif * ofac);
   const float points = static_cast<float>(n);

@@ -48,6 +48,10 @@ void complex_fft(std::span<float> data, int32_t isign, FftKernel kernel = FftKer
 // packed into elements 1 and 2; isign = -1 is the inverse (times n/2).
 void real_fft(std::span<float> data, int32_t isign);
 
+// real_fft of two arrays of the same length at once (same results as two
+// calls; the twiddle recurrences are evaluated once).
+void real_fft_pair(std::span<float> a, std::span<float> b, int32_t isign);
+
 // Grid sizing of the periodogram for n points.
 struct LombGrid {
   uint64_t frequencies;  // nout: number of frequencies computed

@@ -6,8 +6,8 @@
 #include "zynecgsolver/hrv.h"
 
 namespace {
-using hrvtest::IntColumn;
 using V = std::vector<double>;
+using Flags = std::vector<int16_t>;
 constexpr int16_t N = 78;
 constexpr int16_t X = 86;
 
@@ -16,80 +16,45 @@ zyn::LabelledRRSeries series(const std::vector<int32_t>& normal, const std::vect
 }
 
 TEST(LabelledRRSeries, WorkedExampleThroughTheRecords) {
-  IntColumn normal({100, 300, 500, 800, 900, 1100});
-  IntColumn extra({650});
+  auto normal = hrvtest::int_column({100, 300, 500, 800, 900, 1100});
+  auto extra = hrvtest::int_column({650});
   emxArray_int16_T* flags = emxCreate_int16_T(3, 1);  // any initial size is resized
-  emxArray_real_T* t = emxCreate_real_T(1, 1);
-  emxArray_real_T* rr = emxCreate_real_T(0, 0);
-  emxArray_real_T* nnT = emxCreate_real_T(1, 1);
-  emxArray_real_T* nnRR = emxCreate_real_T(1, 1);
-  m_calcRRextra(normal.get(), extra.get(), 200, flags, t, rr, nnT, nnRR);
-  ASSERT_EQ(flags->size[0], 6);
-  ASSERT_EQ(flags->size[1], 1);
-  EXPECT_EQ(std::vector<int16_t>(flags->data, flags->data + 6),
-            (std::vector<int16_t>{N, N, X, N, N, N}));
-  EXPECT_EQ(V(rr->data, rr->data + 6), (V{1.0, 1.0, 0.75, 0.75, 0.5, 1.0}));
-  EXPECT_EQ(V(t->data, t->data + 6), (V{0.0, 1.0, 1.875, 2.625, 3.25, 4.0}));
-  ASSERT_EQ(nnT->size[0], 2);
-  EXPECT_EQ(V(nnT->data, nnT->data + 2), (V{1.0, 3.25}));
-  EXPECT_EQ(V(nnRR->data, nnRR->data + 2), (V{1.0, 0.5}));
+  emxArray_real_T* out[4] = {emxCreate_real_T(1, 1), emxCreate_real_T(0, 0), emxCreate_real_T(9, 1),
+                             emxCreate_real_T(1, 1)};
+  m_calcRRextra(normal.get(), extra.get(), 200, flags, out[0], out[1], out[2], out[3]);
+  EXPECT_EQ(hrvtest::column_values(flags), (Flags{N, N, X, N, N, N}));
+  EXPECT_EQ(hrvtest::column_values(out[0]), (V{0.0, 1.0, 1.875, 2.625, 3.25, 4.0}));
+  EXPECT_EQ(hrvtest::column_values(out[1]), (V{1.0, 1.0, 0.75, 0.75, 0.5, 1.0}));
+  EXPECT_EQ(hrvtest::column_values(out[2]), (V{1.0, 3.25}));
+  EXPECT_EQ(hrvtest::column_values(out[3]), (V{1.0, 0.5}));
   emxDestroyArray_int16_T(flags);
-  emxDestroyArray_real_T(t);
-  emxDestroyArray_real_T(rr);
-  emxDestroyArray_real_T(nnT);
-  emxDestroyArray_real_T(nnRR);
+  for (auto* r : out) emxDestroyArray_real_T(r);
 }
 
-TEST(LabelledRRSeries, WithoutExtraSystolesEveryIntervalButTheFirstIsNN) {
-  const auto s = series({0, 200, 400, 600, 800}, {});
-  EXPECT_EQ(s.flags, (std::vector<int16_t>{N, N, N, N}));
+TEST(LabelledRRSeries, ExclusionAroundExtraSystolesAndTheTrailingCut) {
+  auto s = series({0, 200, 400, 600, 800}, {});  // all normal: all but the first interval
   EXPECT_EQ(s.nnT, (V{1.0, 2.0, 3.0}));
-  EXPECT_EQ(s.nnRR, (V{1.0, 1.0, 1.0}));
-}
-
-TEST(LabelledRRSeries, ExtraSystoleEndingTheLastIntervalAndConsecutiveOnes) {
-  // Last beat an extra systole: flag V on the last interval, no interval after it.
-  auto s = series({0, 200, 400, 600, 800, 1000}, {1100});
+  s = series({0, 200, 400, 600, 800, 1000}, {1100});  // extra systole ends the last interval
   EXPECT_EQ(s.flags.back(), X);
-  EXPECT_EQ(s.nnRR.size(), 4u - 1u);  // intervals 2..5, minus one cut for the extra systole
   EXPECT_EQ(s.nnT, (V{1.0, 2.0, 3.0}));
-  // Two consecutive extra systoles: both intervals V, the one after them excluded too.
-  s = series({0, 200, 400, 800, 1000, 1200, 1400, 1600}, {500, 600});
-  EXPECT_EQ(s.flags, (std::vector<int16_t>{N, N, X, X, N, N, N, N, N}));
-  // Kept: intervals 1, 2, 6, 7, 8, 9 (1-based); interval 1 is dropped, then two are
-  // cut from the end for the two extra systoles.
-  EXPECT_EQ(s.nnRR, (V{1.0, 1.0, 1.0}));
-  EXPECT_EQ(s.nnT, (V{1.0, 4.0, 5.0}));
-}
-
-TEST(LabelledRRSeries, PeakInBothListsIsOneNormalBeat) {
-  const auto s = series({0, 200, 400, 600}, {400});
-  EXPECT_EQ(s.rr, (V{1.0, 1.0, 1.0}));
-  EXPECT_EQ(s.flags, (std::vector<int16_t>{N, N, N}));
-  EXPECT_EQ(s.nnRR, (V{1.0}));  // two NN after the first, one cut for the listed extra
-}
-
-TEST(LabelledRRSeries, FirstIntervalEndingAtAnExtraSystoleIsNotRemovedTwice) {
-  // Interval 1 ends at an extra systole (V) and interval 2 starts at it: neither kept.
-  const auto s = series({0, 400, 600, 800, 1000}, {200});
-  EXPECT_EQ(s.flags[0], X);
-  EXPECT_EQ(s.nnT, (V{2.0, 3.0}));  // intervals 3, 4, 5 kept; one cut at the end
-}
-
-TEST(LabelledRRSeries, MoreExtraSystolesThanNNIntervalsAndTooFewBeats) {
-  auto s = series({0, 200, 400}, {500, 600, 700});
+  s = series({0, 200, 400, 800, 1000, 1200, 1400, 1600}, {500, 600});  // two in a row
+  EXPECT_EQ(s.flags, (Flags{N, N, X, X, N, N, N, N, N}));
+  EXPECT_EQ(s.nnT, (V{1.0, 4.0, 5.0}));  // intervals 2, 6, 7 (of 2, 6, 7, 8, 9) after the cut
+  s = series({0, 400, 600, 800, 1000}, {200});  // interval 1 is V: nothing removed at the front
+  EXPECT_EQ(s.nnT, (V{2.0, 3.0}));
+  s = series({0, 200, 400, 600}, {400});  // listed twice: one normal beat
+  EXPECT_EQ(s.flags, (Flags{N, N, N}));
+  EXPECT_EQ(s.nnRR, (V{1.0}));
+  s = series({0, 200, 400}, {500, 600, 700});  // more extra systoles than NN intervals
   EXPECT_EQ(s.flags.size(), 5u);
-  EXPECT_TRUE(s.nnT.empty());
-  EXPECT_TRUE(s.nnRR.empty());
-  for (const auto& few : {series({}, {}), series({100}, {}), series({100}, {100}), series({}, {7})}) {
-    EXPECT_TRUE(few.flags.empty() && few.t.empty() && few.rr.empty() && few.nnT.empty() &&
-                few.nnRR.empty());
-  }
+  EXPECT_TRUE(s.nnT.empty() && s.nnRR.empty());
+  EXPECT_EQ(series({900, 100, 300}, {700, 500}).t, series({100, 300, 900}, {500, 700}).t);
 }
 
-TEST(LabelledRRSeries, UnsortedInputsGiveTheSortedSeries) {
-  EXPECT_EQ(series({800, 0, 400, 200, 600}, {}).rr, series({0, 200, 400, 600, 800}, {}).rr);
-  EXPECT_EQ(series({900, 100, 300}, {700, 500}).flags, series({100, 300, 900}, {500, 700}).flags);
+TEST(LabelledRRSeries, FewerThanTwoDistinctBeatsGiveEmptyOutputs) {
+  for (const auto& s : {series({}, {}), series({100}, {}), series({100}, {100}), series({}, {7})}) {
+    EXPECT_TRUE(s.flags.empty() && s.t.empty() && s.rr.empty() && s.nnT.empty() && s.nnRR.empty());
+  }
 }
 
 }  // namespace

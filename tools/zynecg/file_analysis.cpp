@@ -1,11 +1,15 @@
 // Reading, analysis and summing up of one file. See file_analysis.hpp.
 #include "file_analysis.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
 namespace zyn::cli {
 namespace {
+
+// The library rates a stretch saturated above this share of the full scale.
+constexpr double kSaturationShareOfFullScale = 0.97;
 
 std::string seconds_text(double s) {
   std::ostringstream out;
@@ -14,11 +18,18 @@ std::string seconds_text(double s) {
   return out.str();
 }
 
+std::string general(double v) {
+  std::ostringstream out;
+  out << v;
+  return out.str();
+}
+
 double owned_weight(const StretchResult& s) { return static_cast<double>(s.ownedTo - s.ownedFrom); }
 
 template <std::size_t N>
 std::optional<std::array<double, N>> weighted_mean(const std::vector<std::pair<double, std::array<double, N>>>& values) {
   if (values.empty()) return std::nullopt;
+  if (values.size() == 1) return values.front().second;  // exactly the library's values
   std::array<double, N> sum{};
   double weights = 0.0;
   for (const auto& [w, v] : values) {
@@ -144,6 +155,14 @@ FileAnalysis analyse_file(const std::string& path, const FileOptions& options, c
     f.hrv = analyse_in_stretches(f.ecg200, a, shifted(qrsStretches));
   }
   f.summary = summarise(f);
+  const double largest = std::abs(*std::max_element(f.ecg200.begin(), f.ecg200.end(),
+                                                    [](double x, double y) { return std::abs(x) < std::abs(y); }));
+  if (largest > kSaturationShareOfFullScale * f.fullScale) {
+    f.summary.warnings.push_back("samples reach " + general(largest) + " " + f.recording.units +
+                                 ", beyond 97% of the full scale " + general(f.fullScale) + " (" +
+                                 f.fullScaleSource + "): the signal counts as saturated" +
+                                 (f.fullScaleSource == "default" ? "; are the values in mV? give --full-scale" : ""));
+  }
   return f;
 }
 

@@ -34,6 +34,7 @@ struct WholeSummary {
   std::size_t normalBeats = 0, extraSystoles = 0;
   std::size_t goodWindows = 0, windows = 0;
   std::string hrvNote;               // why no HRV statistics exist, if so
+  std::vector<std::string> warnings; // likely mistakes in the input or options
 };
 
 struct FileAnalysis {

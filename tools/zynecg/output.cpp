@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -132,6 +133,7 @@ nlohmann::ordered_json to_json(const FileAnalysis& f) {
                                           s.frequencyDomain ? &*s.frequencyDomain : nullptr)}};
   if (!s.hrvMethod.empty()) summary["hrvMethod"] = s.hrvMethod;
   if (!s.hrvNote.empty()) summary["hrvNote"] = s.hrvNote;
+  summary["warnings"] = s.warnings;
 
   Json codes = {{"error", Json::object()}, {"windowQuality", Json::object()}};
   for (const int32_t c : {0, 1, 2, 3, 4, 5, 6, 7, 8}) codes["error"][std::to_string(c)] = error_meaning(c);
@@ -181,9 +183,12 @@ std::string human_summary(const FileAnalysis& f) {
       << s.extraSystoles << " extra systoles)\n";
   out << "  quality:     " << s.goodWindows << " of " << s.windows << " windows of " << f.options.windowSeconds
       << " s good";
-  for (std::size_t k = 0; k < f.beats().stretches.size(); ++k) {
-    const BeatAnalysis& a = f.beats().stretches[k].beats();
-    if (a.error != kAnalysisOk) out << "; stretch " << k << ": error " << a.error << " (" << error_meaning(a.error) << ")";
+  std::map<int32_t, std::size_t> errors;
+  for (const StretchResult& st : f.beats().stretches) errors[st.beats().error] += 1;
+  for (const auto& [code, count] : errors) {
+    if (code == kAnalysisOk) continue;
+    out << "; error " << code << " (" << error_meaning(code) << ")";
+    if (f.beats().stretches.size() > 1) out << " in " << count << " of " << f.beats().stretches.size() << " stretches";
   }
   out << "\n";
   if (s.timeDomain) {
@@ -199,6 +204,7 @@ std::string human_summary(const FileAnalysis& f) {
         << " ms², LF/HF " << fixed(p[5], 2) << "\n";
   }
   if (!s.hrvNote.empty()) out << "  HRV:         " << s.hrvNote << "\n";
+  for (const std::string& w : s.warnings) out << "  warning:     " << w << "\n";
   return out.str();
 }
 

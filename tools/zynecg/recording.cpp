@@ -38,8 +38,15 @@ std::string_view trim(std::string_view s) {
   return s;
 }
 
-std::optional<double> parse_number(std::string_view field) {
+// With semicolon or tab separators a decimal comma is accepted too.
+std::optional<double> parse_number(std::string_view field, bool decimalComma = false) {
   field = trim(field);
+  std::string withPoint;
+  if (decimalComma && field.find(',') != std::string_view::npos) {
+    withPoint.assign(field);
+    std::replace(withPoint.begin(), withPoint.end(), ',', '.');
+    field = withPoint;
+  }
   if (!field.empty() && field.front() == '+') field.remove_prefix(1);
   double value = 0.0;
   const auto [end, ec] = std::from_chars(field.data(), field.data() + field.size(), value);
@@ -190,10 +197,11 @@ Recording parse_csv(std::string_view text, const std::string& source, const Read
   if (lines.empty()) throw InputError(source, "is empty");
 
   const char delimiter = detect_delimiter(lines.front().second);
+  const bool decimalComma = delimiter == ';' || delimiter == '\t';
   std::vector<std::string> names;
   const auto firstFields = split(lines.front().second, delimiter);
   const bool hasHeader = std::any_of(firstFields.begin(), firstFields.end(),
-                                     [](std::string_view f) { return !parse_number(f); });
+                                     [&](std::string_view f) { return !parse_number(f, decimalComma); });
   if (hasHeader) {
     for (const auto f : firstFields) names.emplace_back(trim(f));
     lines.erase(lines.begin());
@@ -218,7 +226,7 @@ Recording parse_csv(std::string_view text, const std::string& source, const Read
     }
     for (std::size_t c = 0; c < columns; ++c) {
       if (c != valueColumn && !(hasTime && c == 0)) continue;
-      const auto value = parse_number(fields[c]);
+      const auto value = parse_number(fields[c], decimalComma);
       if (!value) {
         throw InputError(source, "line " + std::to_string(number) + ", column " + std::to_string(c + 1) +
                                      ": '" + std::string(trim(fields[c])) + "' is not a number");
@@ -276,7 +284,7 @@ Recording read_wfdb(const std::string& path, const ReadOptions& options) {
     r.fullScale = wfdb::full_scale(spec);
     return r;
   } catch (const wfdb::Error& e) {
-    throw InputError(path, e.what());
+    throw InputError(std::string(e.what()));  // names the header or signal file
   }
 }
 

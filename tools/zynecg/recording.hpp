@@ -19,6 +19,8 @@ class InputError : public std::runtime_error {
  public:
   InputError(std::string_view file, std::string_view problem)
       : std::runtime_error(std::string(file) + ": " + std::string(problem)) {}
+  // A message that already starts with the file's name.
+  explicit InputError(const std::string& message) : std::runtime_error(message) {}
 };
 
 enum class InputFormat { Auto, Csv, Wfdb, Edf, Raw };

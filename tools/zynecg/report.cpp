@@ -106,21 +106,34 @@ struct Axes {
   double py(double y) const { return height - bottom - (y - y0) / (y1 - y0) * (height - top - bottom); }
 };
 
-std::string axes_frame(const Axes& a, const std::string& xLabel, const std::string& yLabel, int xTicks, int yTicks,
-                       int xDecimals, int yDecimals) {
+// A round tick spacing (1, 2 or 5 times a power of ten) giving at most
+// maxTicks intervals over span.
+double nice_step(double span, int maxTicks) {
+  const double raw = span / maxTicks;
+  const double power = std::pow(10.0, std::floor(std::log10(raw)));
+  for (const double m : {1.0, 2.0, 5.0})
+    if (m * power >= raw) return m * power;
+  return 10.0 * power;
+}
+
+std::string tick_text(double v, double step) {
+  const int decimals = step >= 1 ? 0 : static_cast<int>(std::ceil(-std::log10(step) - 1e-9));
+  return num(v, decimals);
+}
+
+std::string axes_frame(const Axes& a, const std::string& xLabel, const std::string& yLabel, int xTicks, int yTicks) {
   std::ostringstream s;
   s << "<rect class=\"frame\" x=\"" << a.left << "\" y=\"" << a.top << "\" width=\"" << a.width - a.left - a.right
     << "\" height=\"" << a.height - a.top - a.bottom << "\"/>";
-  for (int i = 0; i <= xTicks; ++i) {
-    const double v = a.x0 + (a.x1 - a.x0) * i / xTicks;
+  const double xStep = nice_step(a.x1 - a.x0, xTicks), yStep = nice_step(a.y1 - a.y0, yTicks);
+  for (double v = std::ceil(a.x0 / xStep) * xStep; v <= a.x1 + xStep * 1e-9; v += xStep) {
     s << "<text class=\"tick\" x=\"" << num(a.px(v)) << "\" y=\"" << num(a.height - a.bottom + 15)
-      << "\" text-anchor=\"middle\">" << num(v, xDecimals) << "</text>";
+      << "\" text-anchor=\"middle\">" << tick_text(v, xStep) << "</text>";
   }
-  for (int i = 0; i <= yTicks; ++i) {
-    const double v = a.y0 + (a.y1 - a.y0) * i / yTicks;
+  for (double v = std::ceil(a.y0 / yStep) * yStep; v <= a.y1 + yStep * 1e-9; v += yStep) {
     s << "<line class=\"g1\" x1=\"" << a.left << "\" x2=\"" << a.width - a.right << "\" y1=\"" << num(a.py(v))
       << "\" y2=\"" << num(a.py(v)) << "\"/><text class=\"tick\" x=\"" << a.left - 5 << "\" y=\""
-      << num(a.py(v) + 4) << "\" text-anchor=\"end\">" << num(v, yDecimals) << "</text>";
+      << num(a.py(v) + 4) << "\" text-anchor=\"end\">" << tick_text(v, yStep) << "</text>";
   }
   s << "<text class=\"label\" x=\"" << num((a.left + a.width - a.right) / 2) << "\" y=\"" << a.height - 5
     << "\" text-anchor=\"middle\">" << xLabel << "</text><text class=\"label\" transform=\"translate(14,"
@@ -131,12 +144,18 @@ std::string axes_frame(const Axes& a, const std::string& xLabel, const std::stri
 std::string tachogram(const FileAnalysis& f) {
   const auto& beats = f.beats().beats;
   if (beats.size() < 3) return "<p>Too few beats for a tachogram.</p>";
-  std::vector<std::pair<double, double>> nn, other;
+  // NN intervals are drawn as a line that breaks wherever an interval next
+  // to an extra systole (drawn as a dot) interrupts the NN series.
+  struct Interval {
+    double t, rr;
+    bool nn, continues;
+  };
+  std::vector<Interval> intervals;
   double lo = 1e9, hi = 0;
   for (std::size_t i = 1; i < beats.size(); ++i) {
     const double rr = static_cast<double>(beats[i].sample - beats[i - 1].sample) / kAnalysisRateHz * 1000.0;
-    const double t = f.seconds(beats[i].sample);
-    (beats[i].extra || beats[i - 1].extra ? other : nn).emplace_back(t, rr);
+    const bool nn = !beats[i].extra && !beats[i - 1].extra;
+    intervals.push_back({f.seconds(beats[i].sample), rr, nn, nn && !intervals.empty() && intervals.back().nn});
     lo = std::min(lo, rr);
     hi = std::max(hi, rr);
   }
@@ -145,10 +164,12 @@ std::string tachogram(const FileAnalysis& f) {
   const Axes a{f.seconds(0), f.seconds(static_cast<int64_t>(f.ecg200.size())), lo, hi};
   std::ostringstream s;
   s << "<svg class=\"plot\" viewBox=\"0 0 1000 260\" width=\"1000\" height=\"260\">"
-    << axes_frame(a, "time (s)", "RR interval (ms)", 10, 4, 0, 0) << "<polyline class=\"rr\" points=\"";
-  for (const auto& [t, rr] : nn) s << num(a.px(t)) << ',' << num(a.py(rr)) << ' ';
+    << axes_frame(a, "time (s)", "RR interval (ms)", 10, 5) << "<path class=\"rr\" d=\"";
+  for (const Interval& i : intervals)
+    if (i.nn) s << (i.continues ? 'L' : 'M') << num(a.px(i.t)) << ',' << num(a.py(i.rr)) << ' ';
   s << "\"/>";
-  for (const auto& [t, rr] : other) s << "<circle class=\"rr-extra\" cx=\"" << num(a.px(t)) << "\" cy=\"" << num(a.py(rr)) << "\" r=\"2.5\"/>";
+  for (const Interval& i : intervals)
+    if (!i.nn) s << "<circle class=\"rr-extra\" cx=\"" << num(a.px(i.t)) << "\" cy=\"" << num(a.py(i.rr)) << "\" r=\"2.5\"/>";
   s << "</svg><p class=\"legend\"><span class=\"key normal\"></span> NN intervals (between consecutive normal beats) "
        "<span class=\"key extra\"></span> intervals next to an extra systole</p>";
   return s.str();
@@ -180,7 +201,7 @@ std::string spectrum(const FileAnalysis& f) {
       << "\" height=\"" << a.height - a.top - a.bottom << "\" fill=\"" << b.colour << "\"/><text class=\"band\" x=\""
       << num((a.px(b.from) + a.px(b.to)) / 2) << "\" y=\"" << a.top + 14 << "\" text-anchor=\"middle\">" << b.name << "</text>";
   }
-  s << axes_frame(a, "frequency (Hz)", "power (s²/Hz)", 10, 4, 2, 4) << "<polyline class=\"psd\" points=\"";
+  s << axes_frame(a, "frequency (Hz)", "power (s²/Hz)", 10, 5) << "<polyline class=\"psd\" points=\"";
   for (const auto& p : points) s << num(a.px(p.frequencyHz)) << ',' << num(a.py(p.power)) << ' ';
   s << "\"/></svg><p class=\"legend\">Lomb-Scargle periodogram of " << nn.size()
     << " NN intervals, computed by this tool for display and scaled so that its area equals the NN variance; "

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace zyn::cli {
 namespace {
@@ -130,11 +131,25 @@ WholeAnalysis analyse_in_stretches(std::span<const double> ecg, const AnalysisOp
   }
   if (progress) progress(plans.size(), plans.size());
   whole.beats = merge_beats(whole.stretches, beatsPerStretch);
-  // Each stretch contributes the windows that start in the part it owns.
-  for (const StretchResult& s : whole.stretches) {
-    for (const QualityWindow& w : windows_of(s, options.windowSeconds)) {
-      if (w.first >= s.ownedFrom && w.first < s.ownedTo) whole.windows.push_back(w);
+  // Windows lie on one grid: each stretch contributes those that start
+  // before the grid point nearest the middle of its overlap with the next
+  // one (and not later than its own last whole window), and at or after the
+  // previous stretch's such point. A single code for a whole stretch (windows
+  // under 5 s) is kept for every stretch.
+  const int64_t unit = grid_unit(options.windowSeconds);
+  int64_t from = 0;
+  for (std::size_t k = 0; k < whole.stretches.size(); ++k) {
+    const StretchResult& s = whole.stretches[k];
+    const auto windows = windows_of(s, options.windowSeconds);
+    int64_t to = std::numeric_limits<int64_t>::max();
+    if (k + 1 < whole.stretches.size() && !windows.empty()) {
+      const int64_t middle = (whole.stretches[k + 1].plan.first + s.plan.first + s.plan.count) / 2;
+      to = std::min((middle + unit / 2) / unit * unit, windows.back().first + windows.back().count);
     }
+    for (const QualityWindow& w : windows) {
+      if (s.beats().qualityCount == 1 || (w.first >= from && w.first < to)) whole.windows.push_back(w);
+    }
+    from = to;
   }
   return whole;
 }

@@ -1,0 +1,127 @@
+// R-peak detector and classifier, and the analysis entry around it: unusable
+// input, the local peak rule, label assembly and majority swap, the edge trim
+// and the short-RR flag.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "beats/analyze_ecg.hpp"
+#include "beats/rpeak_classifier.hpp"
+#include "beats/support.hpp"
+#include "zynecgsolver/beats.h"
+#include "zynecgsolver/emxarray.h"
+
+using zyn::beats::analyze_ecg_r;
+using zyn::beats::assemble;
+using zyn::beats::ClassifiedBeats;
+using zyn::beats::find_local_peak;
+using zyn::beats::keep_inner_beats;
+using zyn::beats::rr_is_short;
+
+namespace {
+constexpr double kMinusInf = -std::numeric_limits<double>::infinity();
+const ClassifiedBeats kUnusable{{0.0}, {0.0}};
+}  // namespace
+
+TEST(Classifier, UnusableInputGivesASingleZeroBeat) {
+  std::vector<double> flat(3000, 1.5);
+  const ClassifiedBeats r = analyze_ecg_r(flat, 200.0);
+  EXPECT_EQ(r.rpeaks, kUnusable.rpeaks);
+  EXPECT_EQ(r.beatClass, kUnusable.beatClass);
+  // Clear beats, but quantised to fewer than 70 levels.
+  std::vector<double> coarse = beats_test::synthetic_ecg(6000, beats_test::regular_beats(6000, 150, 170), 200.0);
+  for (double& v : coarse) v = std::round(v * 40.0) / 40.0;
+  EXPECT_EQ(analyze_ecg_r(coarse, 200.0).rpeaks, kUnusable.rpeaks);
+  std::vector<double> empty;
+  EXPECT_EQ(analyze_ecg_r(empty, 200.0).rpeaks, kUnusable.rpeaks);
+}
+
+TEST(Classifier, FindsRegularBeatsAsOneClassAndCentresTheInput) {
+  const auto beats = beats_test::regular_beats(12000, 150, 170);
+  std::vector<double> ecg = beats_test::synthetic_ecg(12000, beats, 200.0);
+  for (double& v : ecg) v += 3.0;  // an offset the median centring removes
+  const ClassifiedBeats r = analyze_ecg_r(ecg, 200.0);
+  ASSERT_FALSE(r.rpeaks.empty());
+  std::size_t matched = 0;
+  for (double p : r.rpeaks) {
+    for (std::size_t b : beats) matched += std::fabs(p - static_cast<double>(b + 1)) <= 1.0 ? 1 : 0;
+  }
+  EXPECT_GE(matched + 2, beats.size());  // the beats at the very ends may go
+  EXPECT_EQ(matched, r.rpeaks.size());
+  for (double c : r.beatClass) EXPECT_EQ(c, 1.0);
+  EXPECT_LT(std::fabs(ecg[5]), 1.0);  // baseline-corrected in place
+}
+
+TEST(LocalPeak, HighestRiseThenNonRiseFirstOfEqual) {
+  const std::vector<double> x = {0, 3, 1, 5, 5, 2, 5, 0};
+  const auto p = find_local_peak(x);
+  EXPECT_EQ(p.value, 5.0);
+  EXPECT_EQ(p.place, 4.0);  // the plateau's first sample, before the later equal peak
+  for (const std::vector<double>& none : {std::vector<double>{1, 2, 3}, std::vector<double>{3, 2, 1},
+                                          std::vector<double>{1, 2}, std::vector<double>{}}) {
+    const auto q = find_local_peak(none);
+    EXPECT_EQ(q.value, kMinusInf);
+    EXPECT_EQ(q.place, kMinusInf);
+  }
+}
+
+TEST(Assembly, SortsMergesDropsNonPositiveAndKeepsLabelOneOnOverlap) {
+  const ClassifiedBeats r = assemble({{300, 100, kMinusInf, 100, 0}, {200, 300, -4}});
+  EXPECT_EQ(r.rpeaks, (std::vector<double>{100, 200, 300}));
+  EXPECT_EQ(r.beatClass, (std::vector<double>{1, 2, 1}));
+}
+
+TEST(Assembly, LabelsSwapOnlyWhenClassTwoHoldsMoreThanHalf) {
+  EXPECT_EQ(assemble({{10, 20}, {30, 40}}).beatClass, (std::vector<double>{1, 1, 2, 2}));
+  EXPECT_EQ(assemble({{10, 20}, {30, 40, 50}}).beatClass, (std::vector<double>{2, 2, 1, 1, 1}));
+  EXPECT_EQ(assemble({{}, {30}}).beatClass, (std::vector<double>{1}));
+  EXPECT_TRUE(assemble({{}, {}}).rpeaks.empty());
+}
+
+TEST(EdgeTrim, DropsBeatsWithinOneSecondOfEitherEndKeepingClassesAligned) {
+  // N = 1000, fs = 200: kept exactly when 200 < R < 800.
+  const ClassifiedBeats all{{200, 201, 500, 799, 800}, {1, 2, 1, 2, 1}};
+  const auto kept = keep_inner_beats(all, 1000, 200.0);
+  EXPECT_EQ(kept.rpeaks, (std::vector<double>{201, 500, 799}));
+  EXPECT_EQ(kept.beatClass, (std::vector<double>{2, 1, 2}));
+  EXPECT_TRUE(keep_inner_beats(kUnusable, 1000, 200.0).rpeaks.empty());
+  EXPECT_TRUE(keep_inner_beats({{200, 201}, {1, 1}}, 401, 200.0).rpeaks.empty());  // 2 fs + 1 samples
+}
+
+TEST(ShortRrFlag, ThresholdIsStrictAtPointThreeSeconds) {
+  // Five coarse peaks: four intervals. (At exactly 0.3 s the rounding of the
+  // summed intervals decides; with 10 to 28 intervals the mean of the
+  // reciprocal-scaled intervals falls one unit below 0.3 and the flag is 1.)
+  std::vector<double> every50, every60;
+  for (int i = 0; i < 5; ++i) {
+    every50.push_back(100.0 + 50.0 * i);
+    every60.push_back(100.0 + 60.0 * i);
+  }
+  EXPECT_TRUE(rr_is_short(every50, 200.0));   // 0.25 s
+  EXPECT_FALSE(rr_is_short(every60, 200.0));  // 0.3 s
+  EXPECT_FALSE(rr_is_short(std::vector<double>{100.0}, 200.0));
+  EXPECT_FALSE(rr_is_short(std::vector<double>{}, 200.0));
+  EXPECT_TRUE(rr_is_short(std::vector<double>{0.0, 0.0, 0.0}, 200.0));  // no accepted coarse peak
+}
+
+TEST(AnalysisEntry, IntegerFrontShapesAndFlag) {
+  const auto beats = beats_test::regular_beats(6000, 150, 170);
+  std::vector<double> ecg = beats_test::synthetic_ecg(6000, beats, 200.0);
+  const std::vector<double> untouched = ecg;
+  emxArray_real_T* in = emxCreateWrapper_real_T(ecg.data(), 6000, 1);
+  emxArray_int32_T* rpeaks = emxCreate_int32_T(0, 0);
+  emxArray_int32_T* classes = emxCreate_int32_T(0, 0);
+  const int32_T flag = m_analyze_ecg_offline_emlc(in, 200, rpeaks, classes);
+  EXPECT_EQ(flag, 0);
+  ASSERT_GT(rpeaks->size[0], 20);
+  EXPECT_EQ(rpeaks->size[1], 1);
+  EXPECT_EQ(classes->size[0], 1);
+  EXPECT_EQ(classes->size[1], rpeaks->size[0]);
+  EXPECT_GT(rpeaks->data[0], 200);
+  EXPECT_EQ(ecg, untouched);  // the caller's samples are not modified
+  emxDestroyArray_real_T(in);
+  emxDestroyArray_int32_T(rpeaks);
+  emxDestroyArray_int32_T(classes);
+}

@@ -1,0 +1,138 @@
+// Analysis of long recordings in overlapping stretches: the plan covers the
+// recording on the quality-window grid, merging neither loses nor doubles a
+// beat at a border, stretched detection of a whole MIT-BIH record finds the
+// beats of one whole-record detection, and the 250 Hz QT-database copy of
+// record 100 gives the same beats as the 360 Hz original.
+#include <algorithm>
+#include <random>
+
+#include "beats/detect_waves.hpp"
+#include "file_analysis.hpp"
+#include "support.hpp"
+
+namespace zyn::cli {
+namespace {
+
+using namespace testing;
+
+constexpr double kMatchSeconds = 0.150;
+
+TEST(StretchPlan, CoversTheRecordingOnTheWindowGridWithOverlap) {
+  std::mt19937 rng(7);
+  std::uniform_int_distribution<int64_t> length(3000, 2'000'000);
+  for (int trial = 0; trial < 300; ++trial) {
+    const int64_t total = trial < 3 ? std::array<int64_t, 3>{119936, 119937, 3000}[trial] : length(rng);
+    const int32_t window = trial % 3 == 0 ? 3 : 10;
+    const int64_t grid = window >= 5 ? window * 200 : 200;
+    const auto plans = plan_stretches(total, kQrsMaxSamples, window);
+    ASSERT_FALSE(plans.empty());
+    EXPECT_EQ(plans.front().first, 0);
+    EXPECT_EQ(plans.back().first + plans.back().count, total);
+    for (std::size_t k = 0; k < plans.size(); ++k) {
+      EXPECT_LE(plans[k].count, kQrsMaxSamples);
+      EXPECT_GE(plans[k].count, std::min<int64_t>(total, kHrvMinSamples));
+      EXPECT_EQ(plans[k].first % grid, 0);
+      if (k > 0) {
+        const int64_t overlap = plans[k - 1].first + plans[k - 1].count - plans[k].first;
+        EXPECT_GE(overlap, static_cast<int64_t>(kMinimumOverlapSeconds * 200)) << total << " stretch " << k;
+        EXPECT_GT(plans[k].first, plans[k - 1].first);
+      }
+    }
+  }
+}
+
+// Each stretch sees the true beats that lie more than 1 s inside it, each
+// moved by a few samples, as a detector run on different data would.
+TEST(StretchMerge, NoBeatIsLostOrDoubledAtABorder) {
+  std::mt19937 rng(11);
+  for (int trial = 0; trial < 50; ++trial) {
+    const int64_t total = std::uniform_int_distribution<int64_t>(120000, 900000)(rng);
+    std::vector<int64_t> truth;
+    for (int64_t t = 100; t < total; t += std::uniform_int_distribution<int64_t>(60, 300)(rng)) truth.push_back(t);
+    std::vector<StretchResult> stretches;
+    std::vector<std::vector<Beat>> seen;
+    std::uniform_int_distribution<int64_t> jitter(-4, 4);
+    for (const StretchPlan& p : plan_stretches(total, kQrsMaxSamples, 10)) {
+      StretchResult s;
+      s.plan = p;
+      stretches.push_back(s);
+      std::vector<Beat> beats;
+      for (const int64_t t : truth)
+        if (t >= p.first + 200 && t < p.first + p.count - 200) beats.push_back({t + jitter(rng), t % 7 == 0});
+      seen.push_back(beats);
+    }
+    const auto merged = merge_beats(stretches, seen);
+    const auto inside = std::count_if(truth.begin(), truth.end(), [&](int64_t t) { return t >= 200 && t < total - 200; });
+    ASSERT_EQ(static_cast<int64_t>(merged.size()), inside) << "trial " << trial;
+    std::size_t k = 0;
+    for (const int64_t t : truth) {
+      if (t < 200 || t >= total - 200) continue;
+      EXPECT_LE(std::abs(merged[k].sample - t), 4) << t;
+      EXPECT_EQ(merged[k++].extra, t % 7 == 0);
+    }
+    for (std::size_t i = 1; i < stretches.size(); ++i) EXPECT_EQ(stretches[i].ownedFrom, stretches[i - 1].ownedTo);
+  }
+}
+
+// Positions (s) in `found` with no partner within 150 ms in `reference`,
+// among those inside [from, to].
+std::vector<double> unmatched(const std::vector<double>& found, const std::vector<double>& reference, double from,
+                              double to) {
+  std::vector<double> out;
+  for (const double t : found) {
+    if (t < from || t > to) continue;
+    const auto at = std::lower_bound(reference.begin(), reference.end(), t - kMatchSeconds);
+    if (at == reference.end() || *at > t + kMatchSeconds) out.push_back(t);
+  }
+  return out;
+}
+
+std::vector<double> beat_seconds(const FileAnalysis& f) {
+  std::vector<double> out;
+  for (const Beat& b : f.beats().beats) out.push_back(f.seconds(b.sample));
+  return out;
+}
+
+TEST(StretchedAnalysis, WholeRecordInStretchesFindsTheBeatsOfOneWholeDetection) {
+  ZYN_REQUIRE_MITDB();
+  FileOptions options;
+  options.mode = Mode::Qrs;
+  const FileAnalysis f = analyse_file((data_dir() / "mitdb" / "100.hea").string(), options);
+  ASSERT_EQ(f.qrs->stretches.size(), 4u);
+  const WaveDetection whole = detect_waves(f.ecg200, 200, 10, f.fullScale);
+  std::vector<double> reference;
+  for (const auto* list : {&whole.normalPeaks, &whole.extraPeaks})
+    for (const int32_t p : *list) reference.push_back((p - 1) / 200.0);
+  std::sort(reference.begin(), reference.end());
+  ASSERT_GT(reference.size(), 2000u);
+  const std::vector<double> stretched = beat_seconds(f);
+  const double end = static_cast<double>(f.ecg200.size()) / 200.0;
+  EXPECT_EQ(unmatched(stretched, reference, 1.0, end - 1.0), std::vector<double>{});
+  EXPECT_EQ(unmatched(reference, stretched, 1.0, end - 1.0), std::vector<double>{});
+
+  // The quality windows of the stretches form one gapless 10-second grid.
+  const auto& windows = f.qrs->windows;
+  EXPECT_EQ(windows.size(), f.ecg200.size() / 2000);
+  for (std::size_t i = 0; i < windows.size(); ++i) EXPECT_EQ(windows[i].first, static_cast<int64_t>(i) * 2000) << i;
+}
+
+TEST(StretchedAnalysis, QtDatabaseCopyAt250HzFindsTheBeatsOfTheMitdbOriginal) {
+  ZYN_REQUIRE_MITDB();
+  if (!fs::exists(data_dir() / "qtdb" / "sel100.hea")) GTEST_SKIP() << "no qtdb/sel100";
+  FileOptions options;
+  options.mode = Mode::Qrs;
+  const FileAnalysis qt = analyse_file((data_dir() / "qtdb" / "sel100.hea").string(), options);
+  const FileAnalysis mit = analyse_file((data_dir() / "mitdb" / "100.hea").string(), options);
+  ASSERT_EQ(qt.recording.fsHz, 250.0);
+  constexpr double kExcerptStartSeconds = 420.0;  // sel100 is 100 from 7:00 to 22:00
+  std::vector<double> qtBeats = beat_seconds(qt);
+  for (double& t : qtBeats) t += kExcerptStartSeconds;
+  const std::vector<double> mitBeats = beat_seconds(mit);
+  const double from = kExcerptStartSeconds + 1.0, to = kExcerptStartSeconds + 899.0;
+  EXPECT_GT(qtBeats.size(), 1100u);
+  EXPECT_EQ(unmatched(qtBeats, mitBeats, from, to), std::vector<double>{});
+  EXPECT_EQ(unmatched(mitBeats, qtBeats, from, to), std::vector<double>{});
+}
+
+}  // namespace
+}  // namespace zyn::cli

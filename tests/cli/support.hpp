@@ -1,0 +1,74 @@
+// Helpers of the command-line tool's tests: the data folders, a scratch
+// folder removed at the end of each test, writing files, running zynecg.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <string_view>
+
+namespace zyn::cli::testing {
+
+namespace fs = std::filesystem;
+
+inline fs::path data_dir() { return ZYN_DATA_DIR; }
+inline fs::path source_dir() { return ZYN_SOURCE_DIR; }
+inline bool have_mitdb() { return fs::exists(data_dir() / "mitdb" / "100.hea"); }
+
+#define ZYN_REQUIRE_MITDB() \
+  if (!::zyn::cli::testing::have_mitdb()) GTEST_SKIP() << "no MIT-BIH data in " << ZYN_DATA_DIR
+
+class ScratchDir {
+ public:
+  ScratchDir() {
+    std::random_device seed;
+    path_ = fs::temp_directory_path() / ("zynecg-test-" + std::to_string(seed()));
+    fs::create_directories(path_);
+  }
+  ~ScratchDir() {
+    std::error_code ec;
+    fs::remove_all(path_, ec);
+  }
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+  fs::path operator/(std::string_view name) const { return path_ / name; }
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+inline std::string write_text(const fs::path& path, std::string_view text) {
+  std::ofstream(path, std::ios::binary) << text;
+  return path.string();
+}
+
+inline std::string read_text(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+struct CommandResult {
+  int status = -1;
+  std::string output;  // standard output and standard error together
+};
+
+inline CommandResult run(const std::string& command) {
+  CommandResult r;
+  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return r;
+  std::array<char, 4096> buffer{};
+  while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), pipe)) r.output.append(buffer.data(), n);
+  const int raw = ::pclose(pipe);
+  r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  return r;
+}
+
+inline std::string zynecg() { return ZYNECG_EXE; }
+
+}  // namespace zyn::cli::testing

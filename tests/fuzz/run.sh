@@ -25,6 +25,10 @@ export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 common=(-rss_limit_mb=2048 -timeout=30 -print_final_stats=1)
 artifacts="$build/fuzz-artifacts"
 mkdir -p "$artifacts"
+# The record and EDF targets write their scratch files under TMPDIR.
+export TMPDIR="$build/fuzz-tmp"
+rm -rf "$TMPDIR"
+mkdir -p "$TMPDIR"
 
 for t in $targets; do
   bin="$build/tests/fuzz/$t"
@@ -55,4 +59,5 @@ for t in $targets; do
     echo
   fi
 done
+rm -rf "$TMPDIR"
 echo "== fuzzing finished: no fault"

@@ -4,6 +4,7 @@
 // callers and the library agree on the allocator.
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 
 #include "runtime/emx.hpp"
 
@@ -91,6 +92,9 @@ void ensure_capacity(emxArray__common* r, int32_t oldNumel, int32_t elementSize)
   if (r == nullptr || elementSize <= 0) return;
   int64_t newNumel = 1;
   for (int32_t d = 0; d < r->numDimensions; ++d) {
+    // A negative extent is no size at all; two of them would multiply into
+    // a large positive count and a huge allocation.
+    if (r->size[d] < 0) throw std::length_error("negative extent");
     newNumel *= r->size[d];
     if (newNumel > INT32_MAX || newNumel < INT32_MIN) throw std::bad_alloc();
   }
@@ -144,8 +148,8 @@ using zyn::init_record;
 
 extern "C" {
 
-// A failed growth (count beyond 32 bits or heap exhausted) leaves the record
-// empty rather than pretending to hold the requested extents.
+// A failed growth (negative extent, count beyond 32 bits or heap exhausted)
+// leaves the record empty rather than pretending to hold the requested extents.
 ZYN_API void m_emxEnsureCapacity(emxArray__common* emxArray, int32_T oldNumel, int32_T elementSize) {
   try {
     zyn::ensure_capacity(emxArray, oldNumel, elementSize);

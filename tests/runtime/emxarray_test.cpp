@@ -69,6 +69,21 @@ TEST(EmxCapacity, CountBeyond32BitsLeavesRecordEmpty) {
   EXPECT_EQ(zyn::elements(a.r).size(), 0u);
 }
 
+// Found by fuzzing: two negative extents multiplied into 2^28 elements and a
+// 2 GB allocation. Any negative extent now leaves the record empty.
+TEST(EmxCapacity, NegativeExtentsLeaveRecordEmptyWithoutAllocating) {
+  RealArray a(2);
+  a.grow_to(-65536, -4096);
+  EXPECT_EQ(a.r->size[0], 0);
+  EXPECT_EQ(a.r->size[1], 0);
+  EXPECT_EQ(a.r->data, nullptr);
+  EXPECT_EQ(a.r->allocatedSize, 0);
+  a.grow_to(3, 1);
+  a.grow_to(-1, 5);
+  EXPECT_EQ(a.r->size[0], 0);
+  EXPECT_EQ(zyn::elements(a.r).size(), 0u);
+}
+
 TEST(EmxOwnership, WrapperBorrowsUntilGrowthThenOwnsACopy) {
   double caller[4] = {1, 2, 3, 4};
   emxArray_real_T* w = emxCreateWrapper_real_T(caller, 4, 1);

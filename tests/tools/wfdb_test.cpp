@@ -235,6 +235,14 @@ TEST(WfdbRecord, ReportsMissingAndTruncatedFiles) {
   const std::string message = error_of([&] { read_record(dir.path(), "r"); });
   EXPECT_NE(message.find("r.dat: truncated"), std::string::npos);
   EXPECT_NE(message.find("need 1950000 bytes, file has 1000"), std::string::npos);
+  // Found by fuzzing: 2^62 samples of two signals wrapped the byte count to
+  // zero and the reader tried to decode 2^63 values.
+  dir.write("r.hea", "r 2 360 4611686018427387904\nr.dat 16 200\nr.dat 16 200\n");
+  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("need more than 2^63 bytes"),
+            std::string::npos);
+  dir.write("r.hea", "r 3 360 3074457345618258603\nr.dat 212 200\nr.dat 212 200\nr.dat 212 200\n");
+  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("r.dat: truncated"),
+            std::string::npos);
   dir.write("r.hea", "r 1 360 5\nr.dat 310\n");
   EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("format 310"),
             std::string::npos);

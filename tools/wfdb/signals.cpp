@@ -1,6 +1,7 @@
 // Readers of WFDB signal files (formats 212 and 16). See signals.hpp.
 #include "wfdb/signals.hpp"
 
+#include <cstdint>
 #include <fstream>
 
 #include "wfdb/error.hpp"
@@ -121,14 +122,20 @@ std::vector<std::vector<int32_t>> read_samples(Header& header,
     const std::size_t available = bytes.size() - offset;
     if (header.numSamples == 0)
       header.numSamples = static_cast<long>(values_in(lead.format, available) / group.count);
-    const std::size_t count = static_cast<std::size_t>(header.numSamples) * group.count;
-    const std::size_t needed = bytes_for(lead.format, count);
-    if (available < needed)
+    // Compared by division: the header's sample count times the signal count
+    // (and the bytes that needs) may not fit in 64 bits.
+    const auto perSignal = static_cast<std::size_t>(header.numSamples);
+    if (perSignal > values_in(lead.format, available) / group.count) {
+      const std::string needed =
+          perSignal > (SIZE_MAX / 2 - offset) / group.count
+              ? std::string("more than 2^63")
+              : std::to_string(bytes_for(lead.format, perSignal * group.count) + offset);
       throw Error(path.string(), "truncated: " + std::to_string(header.numSamples) + " samples of " +
                                      std::to_string(group.count) + " signal(s) in format " +
-                                     std::to_string(lead.format) + " need " +
-                                     std::to_string(needed + offset) + " bytes, file has " +
-                                     std::to_string(bytes.size()));
+                                     std::to_string(lead.format) + " need " + needed +
+                                     " bytes, file has " + std::to_string(bytes.size()));
+    }
+    const std::size_t count = perSignal * group.count;
     const std::span<const uint8_t> data(bytes.data() + offset, available);
     const std::vector<int32_t> interleaved =
         lead.format == 212 ? decode_format212(data, count) : decode_format16(data, count);

@@ -1,0 +1,147 @@
+package com.zyn.zynsolver;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.IOException;
+import java.io.InputStream;
+import java.net.URISyntaxException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.StandardCopyOption;
+import java.util.ArrayList;
+import java.util.Enumeration;
+import java.util.List;
+import java.util.Set;
+import java.util.concurrent.TimeUnit;
+import java.util.jar.JarEntry;
+import java.util.jar.JarFile;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+
+/**
+ * The Java-side failures of a call, each in a child JVM run with -Xcheck:jni: a class path
+ * without the results classes, and a security set-up in which no provider offers AES. Each must
+ * print its message on standard output, return null, leave no exception pending and let the JVM
+ * go on (the child prints a marker after the calls and exits 0).
+ */
+class FailurePathsTest {
+  private static final String PACKAGE_PATH = "com/zyn/zynsolver/";
+
+  static Path codeSourceOf(Class<?> c) throws URISyntaxException {
+    return Path.of(c.getProtectionDomain().getCodeSource().getLocation().toURI());
+  }
+
+  /** Copies the package's classes into a folder, leaving out the named ones. */
+  static Path packageWithout(Path target, Set<String> leftOut) throws Exception {
+    Path source = codeSourceOf(NativeZYNecgSolver.class);
+    if (Files.isDirectory(source)) {
+      try (var files = Files.walk(source)) {
+        for (Path p : (Iterable<Path>) files::iterator) {
+          String name = source.relativize(p).toString();
+          if (Files.isRegularFile(p) && !leftOut.contains(name)) {
+            Files.createDirectories(target.resolve(name).getParent());
+            Files.copy(p, target.resolve(name));
+          }
+        }
+      }
+      return target;
+    }
+    try (JarFile jar = new JarFile(source.toFile())) {
+      Enumeration<JarEntry> entries = jar.entries();
+      while (entries.hasMoreElements()) {
+        JarEntry e = entries.nextElement();
+        if (e.isDirectory() || !e.getName().endsWith(".class") || leftOut.contains(e.getName())) {
+          continue;
+        }
+        Path out = target.resolve(e.getName());
+        Files.createDirectories(out.getParent());
+        try (InputStream in = jar.getInputStream(e)) {
+          Files.copy(in, out, StandardCopyOption.REPLACE_EXISTING);
+        }
+      }
+    }
+    return target;
+  }
+
+  record Child(int exitCode, String stdout) {}
+
+  static Child runChild(Path mainClasses, List<String> extraOptions) throws Exception {
+    List<String> options = new ArrayList<>(List.of("-Xmx256m"));
+    options.addAll(extraOptions);
+    return runChild(mainClasses, options, FailurePathChild.class.getName());
+  }
+
+  static Child runChild(Path mainClasses, List<String> extraOptions, String mainClass)
+      throws Exception {
+    String javaExecutable = Path.of(System.getProperty("java.home"), "bin", "java").toString();
+    List<String> command = new ArrayList<>();
+    command.add(javaExecutable);
+    command.add("-Xcheck:jni");
+    command.add("-D" + NativeZYNecgSolver.LIBRARY_PATH_PROPERTY + "="
+        + System.getProperty(NativeZYNecgSolver.LIBRARY_PATH_PROPERTY, ""));
+    command.addAll(extraOptions);
+    command.add("-cp");
+    // The package under test, the test classes, and JUnit's assertions (used by the soak).
+    command.add(mainClasses + java.io.File.pathSeparator + codeSourceOf(FailurePathChild.class)
+        + java.io.File.pathSeparator + codeSourceOf(org.junit.jupiter.api.Assertions.class));
+    command.add(mainClass);
+    Process p = new ProcessBuilder(command).redirectErrorStream(true).start();
+    byte[] out = p.getInputStream().readAllBytes();
+    assertTrue(p.waitFor(600, TimeUnit.SECONDS), "child JVM finished");
+    return new Child(p.exitValue(), new String(out, StandardCharsets.UTF_8));
+  }
+
+  static void assertLivedOn(Child c) {
+    assertEquals(0, c.exitCode(), c.stdout());
+    assertTrue(c.stdout().contains("version=1.5.4"), c.stdout());
+    assertTrue(c.stdout().contains(FailurePathChild.ALIVE_MARKER), c.stdout());
+    assertFalse(c.stdout().contains(" threw "), "no exception surfaced: " + c.stdout());
+    assertFalse(c.stdout().contains("WARNING in native method"), c.stdout());
+  }
+
+  static List<String> lines(Child c) {
+    return c.stdout().lines().toList();
+  }
+
+  @Test
+  void missingResultsClassesPrintTheirMessageAndReturnNull(@TempDir Path dir) throws Exception {
+    Path classes = packageWithout(dir.resolve("classes"), Set.of(
+        PACKAGE_PATH + "ZYNecgQrsResults.class", PACKAGE_PATH + "ZYNecgResults.class"));
+    Child c = runChild(classes, List.of());
+    assertLivedOn(c);
+    List<String> out = lines(c);
+    int qrsMessage = out.indexOf("*** ERROR: Could not find ZYNecgQrsResultsClass.");
+    int hrvMessage = out.indexOf("*** ERROR: Could not find ZYNecgResultsClass.");
+    assertTrue(qrsMessage >= 0 && hrvMessage > qrsMessage, c.stdout());
+    assertEquals("qrs=null", out.get(qrsMessage + 1), c.stdout());
+    assertEquals("hrv=null", out.get(hrvMessage + 1), c.stdout());
+  }
+
+  @Test
+  void aCipherThatCannotBeCreatedPrintsItsMessageAndReturnsNull(@TempDir Path dir) throws Exception {
+    // Replaces the whole security configuration: the only provider is SUN, which offers
+    // message digests, signatures and random numbers but no cipher.
+    Path security = dir.resolve("no-aes.security");
+    Files.writeString(security, "security.provider.1=SUN\n");
+    Child c = runChild(codeSourceOf(NativeZYNecgSolver.class),
+        List.of("-Djava.security.properties==" + security));
+    assertLivedOn(c);
+    List<String> out = lines(c);
+    int qrsMessage = out.indexOf("*** ERROR generating the Cipher Object");
+    assertTrue(qrsMessage >= 0, c.stdout());
+    assertEquals("qrs=null", out.get(qrsMessage + 1), c.stdout());
+    assertEquals("*** ERROR generating the Cipher Object", out.get(qrsMessage + 2), c.stdout());
+    assertEquals("hrv=null", out.get(qrsMessage + 3), c.stdout());
+  }
+
+  @Test
+  void theUnmodifiedPackageSealsInAChildJvmToo(@TempDir Path dir) throws IOException, Exception {
+    Child c = runChild(packageWithout(dir.resolve("classes"), Set.of()), List.of());
+    assertLivedOn(c);
+    assertTrue(lines(c).contains("qrs=javax.crypto.SealedObject"), c.stdout());
+    assertTrue(lines(c).contains("hrv=javax.crypto.SealedObject"), c.stdout());
+  }
+}

@@ -1,0 +1,225 @@
+package com.zyn.zynsolver;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNotNull;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.concurrent.CyclicBarrier;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
+import java.util.concurrent.atomic.AtomicInteger;
+import javax.crypto.SealedObject;
+import org.junit.jupiter.api.Tag;
+import org.junit.jupiter.api.Test;
+
+/**
+ * Soak: 8 threads make 10,000 calls in all, mixing plausible recordings with hostile requests
+ * (null, wrong lengths, NaN-filled, huge amplitudes, negative start, fs 0). No call may crash or
+ * return null; every result must equal the one computed sequentially before; resident memory
+ * must not grow by 20 MB or more once warmed up.
+ *
+ * <p>The soak runs in a child JVM with -Xcheck:jni, a fixed, pre-touched Java heap and the C1
+ * compiler only, so that the resident size it measures moves only with native memory: a growing
+ * Java heap would hide or fake a leak, and the C2 compiler's work arenas, kept by the C allocator
+ * after a burst of compilations, add steps of 20 to 50 MB at unpredictable moments.
+ */
+@Tag("soak")
+class SoakTest {
+  private static final NativeZYNecgSolver SOLVER = new NativeZYNecgSolver();
+  private static final int THREADS = 8;
+  /** Calls in all; -Dzynecg.soak.calls=N runs a longer soak. */
+  private static final int TOTAL_CALLS = Integer.getInteger("zynecg.soak.calls", 10_000);
+  private static final int WARM_UP_CALLS = 2_000;
+  private static final int BLOCK_CALLS = 1_000;
+  private static final int LOCKSTEP_ROUNDS = 3;
+  private static final long RESIDENT_GROWTH_LIMIT_KB = 20 * 1024;
+
+  /** One request: which analysis, its arguments, and the error code it must give (-1: any). */
+  record Case(String name, boolean hrv, double[] ecg, int fs, int start, double fullScale,
+      int expectedError) {
+    String run() throws Exception {
+      SealedObject sealed = hrv
+          ? SOLVER.runHRV(ecg, fs, start, 10, fullScale)
+          : SOLVER.runQRSDetection(ecg, fs, start, 10, fullScale);
+      assertNotNull(sealed, name);
+      if (hrv) {
+        ZYNecgResults r = SealedResults.openHrv(sealed);
+        check(r.error);
+        return r + Arrays.toString(r.rpeaks) + Arrays.toString(r.extra_systoles)
+            + Arrays.toString(r.qualities) + Arrays.toString(r.ppeaks);
+      }
+      ZYNecgQrsResults r = SealedResults.openQrs(sealed);
+      check(r.error);
+      return r + Arrays.toString(r.rpeaks) + Arrays.toString(r.extra_systoles)
+          + Arrays.toString(r.qualities) + Arrays.toString(r.qrs_onsets);
+    }
+
+    private void check(int error) {
+      if (expectedError >= 0) {
+        assertEquals(expectedError, error, name);
+      }
+    }
+  }
+
+  static double[] filled(int n, double v) {
+    double[] x = new double[n];
+    Arrays.fill(x, v);
+    return x;
+  }
+
+  static double[] scaled(double[] x, double factor) {
+    double[] y = x.clone();
+    for (int i = 0; i < y.length; i++) {
+      y[i] *= factor;
+    }
+    return y;
+  }
+
+  static List<Case> cases() {
+    double[] minute = Signals.ecg(60 * 200, 72, 11);
+    double[] fast = Signals.ecg(30 * 200, 130, 12);
+    double[] threeMinutes = Signals.ecg(36000, 64, 13);
+    double[] withNaN = minute.clone();
+    for (int i = 0; i < withNaN.length; i += 97) {
+      withNaN[i] = Double.NaN;
+    }
+    return List.of(
+        new Case("qrs 60 s", false, minute, 200, 0, Signals.FULL_SCALE_MV, 0),
+        new Case("qrs 30 s fast", false, fast, 200, 0, Signals.FULL_SCALE_MV, -1),
+        new Case("qrs late start", false, minute, 200, 40, Signals.FULL_SCALE_MV, -1),
+        new Case("hrv 180 s", true, threeMinutes, 200, 0, Signals.FULL_SCALE_MV, -1),
+        new Case("qrs null", false, null, 200, 0, Signals.FULL_SCALE_MV, 1),
+        new Case("hrv null", true, null, 200, 0, Signals.FULL_SCALE_MV, 1),
+        new Case("qrs too short", false, Arrays.copyOf(minute, 2999), 200, 0, Signals.FULL_SCALE_MV, 2),
+        new Case("qrs too long", false, new double[119937], 200, 0, Signals.FULL_SCALE_MV, 2),
+        new Case("hrv too short", true, Arrays.copyOf(threeMinutes, 35999), 200, 0, Signals.FULL_SCALE_MV, 2),
+        new Case("qrs all NaN", false, filled(12000, Double.NaN), 200, 0, Signals.FULL_SCALE_MV, -1),
+        new Case("hrv all NaN", true, filled(36000, Double.NaN), 200, 0, Signals.FULL_SCALE_MV, -1),
+        new Case("qrs some NaN", false, withNaN, 200, 0, Signals.FULL_SCALE_MV, -1),
+        new Case("qrs huge amplitude", false, scaled(minute, 1e300), 200, 0, 1e308, -1),
+        new Case("qrs infinite", false, filled(12000, Double.POSITIVE_INFINITY), 200, 0,
+            Signals.FULL_SCALE_MV, -1),
+        new Case("hrv huge amplitude", true, scaled(threeMinutes, 1e300), 200, 0,
+            Signals.FULL_SCALE_MV, -1),
+        new Case("qrs negative start", false, minute, 200, -1, Signals.FULL_SCALE_MV, 7),
+        new Case("hrv negative start", true, threeMinutes, 200, Integer.MIN_VALUE,
+            Signals.FULL_SCALE_MV, 7),
+        new Case("qrs fs 0", false, minute, 0, 0, Signals.FULL_SCALE_MV, 2),
+        new Case("hrv fs 0", true, threeMinutes, 0, 0, Signals.FULL_SCALE_MV, 2),
+        new Case("qrs full scale NaN", false, minute, 200, 0, Double.NaN, 7));
+  }
+
+  /** Each case on all threads at once, LOCKSTEP_ROUNDS times; returns the number of calls. */
+  static int runLockstep(ExecutorService pool, List<Case> cases, List<String> expected)
+      throws Exception {
+    CyclicBarrier together = new CyclicBarrier(THREADS);
+    List<Future<Integer>> workers = new ArrayList<>();
+    for (int t = 0; t < THREADS; t++) {
+      workers.add(pool.submit(() -> {
+        for (int round = 0; round < LOCKSTEP_ROUNDS; round++) {
+          for (int k = 0; k < cases.size(); k++) {
+            together.await();
+            assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
+          }
+        }
+        return LOCKSTEP_ROUNDS * cases.size();
+      }));
+    }
+    int total = 0;
+    for (Future<Integer> f : workers) {
+      total += f.get();
+    }
+    return total;
+  }
+
+  /** Runs calls first .. first + count - 1 of the mix on the pool; each call checks its result. */
+  static void runMix(ExecutorService pool, List<Case> cases, List<String> expected, int first,
+      int count) throws Exception {
+    AtomicInteger next = new AtomicInteger(first);
+    int end = first + count;
+    List<Future<Integer>> workers = new ArrayList<>();
+    for (int t = 0; t < THREADS; t++) {
+      workers.add(pool.submit(() -> {
+        int done = 0;
+        for (int call = next.getAndIncrement(); call < end; call = next.getAndIncrement()) {
+          // A fixed scattering of the cases over the calls (7 is prime to the case count).
+          int k = (int) ((call * 7L + call / cases.size()) % cases.size());
+          assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
+          done++;
+        }
+        return done;
+      }));
+    }
+    int total = 0;
+    for (Future<Integer> f : workers) {
+      total += f.get();
+    }
+    assertEquals(count, total);
+  }
+
+  @Test
+  void eightThreadsTenThousandMixedCallsInAChildJvm() throws Exception {
+    FailurePathsTest.Child c = FailurePathsTest.runChild(
+        FailurePathsTest.codeSourceOf(NativeZYNecgSolver.class),
+        List.of("-Xms256m", "-Xmx256m", "-XX:+AlwaysPreTouch", "-XX:+UseSerialGC",
+            "-XX:TieredStopAtLevel=1",
+            "-Dzynecg.soak.calls=" + TOTAL_CALLS),
+        SoakTest.class.getName());
+    System.out.print(c.stdout());
+    assertEquals(0, c.exitCode(), c.stdout());
+    assertTrue(c.stdout().contains("soak passed"), c.stdout());
+    assertTrue(!c.stdout().contains("WARNING in native method"), c.stdout());
+  }
+
+  /** The soak itself; exits 1 on any failure. */
+  public static void main(String[] args) {
+    try {
+      soak();
+      System.out.println("soak passed");
+    } catch (Throwable t) {
+      t.printStackTrace(System.out);
+      System.exit(1);
+    }
+  }
+
+  static void soak() throws Exception {
+    List<Case> cases = cases();
+    List<String> expected = new ArrayList<>();
+    for (Case c : cases) {
+      expected.add(c.run());
+    }
+    ExecutorService pool = Executors.newFixedThreadPool(THREADS);
+    try {
+      long t0 = System.nanoTime();
+      // Warm-up: every case on all threads at once (the heaviest moment the mix can reach, so
+      // that each thread's allocator arena reaches its high-water mark), then mixed calls.
+      int lockstep = runLockstep(pool, cases, expected);
+      runMix(pool, cases, expected, lockstep, WARM_UP_CALLS - lockstep);
+      System.gc();
+      long before = ConcurrencyTest.residentKilobytes();
+      // Resident size after each block of calls: a leak grows it block after block, while
+      // the allocator's arenas settle within the first blocks.
+      StringBuilder trace = new StringBuilder();
+      for (int first = WARM_UP_CALLS; first < TOTAL_CALLS; first += BLOCK_CALLS) {
+        runMix(pool, cases, expected, first, Math.min(BLOCK_CALLS, TOTAL_CALLS - first));
+        System.gc();
+        trace.append(' ').append(ConcurrencyTest.residentKilobytes() - before);
+      }
+      long after = ConcurrencyTest.residentKilobytes();
+      System.out.println("soak: resident growth after each block of " + BLOCK_CALLS + " calls (kB):"
+          + trace);
+      double seconds = (System.nanoTime() - t0) / 1e9;
+      System.out.printf("soak: %d calls on %d threads in %.1f s; resident %d kB after warm-up,"
+          + " %d kB at the end (%+d kB)%n", TOTAL_CALLS, THREADS, seconds, before, after,
+          after - before);
+      assertTrue(after - before < RESIDENT_GROWTH_LIMIT_KB,
+          "resident memory grew by " + (after - before) + " kB after warm-up");
+    } finally {
+      pool.shutdownNow();
+    }
+  }
+}

@@ -1,0 +1,24 @@
+// Fuzz target: the WFDB header parser on arbitrary text. A malformed header
+// must end in zyn::wfdb::Error (the only exception the readers throw); the
+// derived quantities of every accepted header must be computable.
+#include <string_view>
+
+#include "wfdb/error.hpp"
+#include "wfdb/header.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  try {
+    const zyn::wfdb::Header header = zyn::wfdb::parse_header(text, "fuzz.hea");
+    (void)header.durationSeconds();
+    for (const auto& spec : header.signals) {
+      (void)zyn::wfdb::full_scale(spec);
+      (void)zyn::wfdb::effective_adc_resolution(spec);
+      (void)zyn::wfdb::to_physical(-32768, spec);
+      (void)zyn::wfdb::to_physical(32767, spec);
+    }
+    (void)zyn::wfdb::find_signal(header, "MLII");
+  } catch (const zyn::wfdb::Error&) {
+  }
+  return 0;
+}

@@ -9,8 +9,13 @@ packages=(
   openjdk-17-jdk-headless junit5
   libsamplerate0-dev libedf-dev nlohmann-json3-dev libcli11-dev
 )
+# Optional extras: clang for the libFuzzer targets, Chromium for the test that
+# renders the HTML report (that test skips without it).
 if [ "${ZYN_WITH_CLANG:-0}" = 1 ]; then
   packages+=(clang libclang-rt-14-dev)
+fi
+if [ "${ZYN_WITH_CHROMIUM:-0}" = 1 ]; then
+  packages+=(chromium)
 fi
 
 missing=()

@@ -425,12 +425,12 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
 }
 
 // cross[j] = sum over samples k (in order) of x_i(k) x_j(k) for j > i, the
-// centred samples stored sample-major (g beats per sample). Blocks of eight
-// beats keep their eight sums in registers across the samples; each sum still
+// centred samples stored sample-major (g beats per sample). Blocks of sixteen
+// beats keep their sixteen sums in registers across the samples; each sum still
 // adds its products in sample order.
 void cross_products(const std::vector<double>& centred, std::size_t g, std::size_t len, std::size_t i,
                     std::vector<double>& cross) {
-  constexpr std::size_t kBlock = 8;
+  constexpr std::size_t kBlock = 16;
   std::size_t j = i + 1;
   for (; j + kBlock <= g; j += kBlock) {
     double acc[kBlock] = {};
@@ -495,11 +495,14 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
     // A beat with no spread correlates with nothing: NaN on the diagonal.
     const double diagonal = variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
     sums[i] += diagonal;
-    // Coefficients first (independent, so the divisions overlap), then the
-    // two kinds of sums, each still in row order.
+    // Coefficients first (independent and branch-free, so the divisions run
+    // two to a vector instruction), then the rare clamp of a rounding
+    // overshoot past +-1, then the two kinds of sums, each still in row order.
+    const double spreadI = spread[i];
+    for (std::size_t j = i + 1; j < g; ++j) cross[j] = cross[j] / nm1 / spreadI / spread[j];
     for (std::size_t j = i + 1; j < g; ++j) {
-      const double rho = cross[j] / nm1 / spread[i] / spread[j];
-      cross[j] = std::fabs(rho) > 1.0 ? rho / std::fabs(rho) : rho;
+      const double rho = cross[j];
+      if (std::fabs(rho) > 1.0) cross[j] = rho / std::fabs(rho);
     }
     for (std::size_t j = i + 1; j < g; ++j) sums[j] += cross[j];
     double rowSum = sums[i];

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 #include "beats/signal_kernels.hpp"
@@ -117,12 +118,22 @@ double correlate_with(const Centred& tmpl, std::span<const double> y) {
 
 // correlate_with for the windows centred on count consecutive samples, the
 // first centred on 0-based index first of x; out[u] for centre first + u.
-// Four windows are worked on together: each keeps its own sums, added in
-// sample order as above, so the results are the same, but the four
+// Eight windows are worked on together, two to a vector register: each lane
+// keeps its own sums, added in sample order as above (a vector addition is
+// the scalar addition in every lane), so the results are the same, but the
 // independent sums run side by side instead of one after another.
+using Pair = double __attribute__((vector_size(16)));
+constexpr std::size_t kPairsPerRun = 4;
+constexpr std::size_t kLanesPerRun = 2 * kPairsPerRun;
+
+Pair load_pair(const double* p) {
+  Pair v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
 void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t first, std::size_t count,
                    std::size_t h, std::span<double> out) {
-  constexpr std::size_t kLanes = 4;
   const std::size_t n = 2 * h + 1;
   if (n != tmpl.values.size() || n < 2) {
     for (std::size_t u = 0; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
@@ -130,25 +141,34 @@ void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t f
   }
   const double nm1 = static_cast<double>(n) - 1.0;
   const double cxx = tmpl.sumSquares / nm1;
+  const Pair width = {static_cast<double>(n), static_cast<double>(n)};
   std::size_t u = 0;
-  for (; u + kLanes <= count; u += kLanes) {
+  for (; u + kLanesPerRun <= count; u += kLanesPerRun) {
     const double* y = x.data() + first + u - h;
-    double s[kLanes];
-    for (std::size_t l = 0; l < kLanes; ++l) s[l] = y[l];
+    Pair s[kPairsPerRun];
+    for (std::size_t l = 0; l < kPairsPerRun; ++l) s[l] = load_pair(y + 2 * l);
     for (std::size_t k = 1; k < n; ++k) {
-      for (std::size_t l = 0; l < kLanes; ++l) s[l] += y[k + l];
+      for (std::size_t l = 0; l < kPairsPerRun; ++l) s[l] += load_pair(y + k + 2 * l);
     }
-    double mean[kLanes], syy[kLanes] = {}, sxy[kLanes] = {};
-    for (std::size_t l = 0; l < kLanes; ++l) mean[l] = s[l] / static_cast<double>(n);
+    Pair mean[kPairsPerRun], syy[kPairsPerRun], sxy[kPairsPerRun];
+    for (std::size_t l = 0; l < kPairsPerRun; ++l) {
+      mean[l] = s[l] / width;
+      syy[l] = Pair{0.0, 0.0};
+      sxy[l] = Pair{0.0, 0.0};
+    }
     for (std::size_t k = 0; k < n; ++k) {
-      const double t = tmpl.values[k];
-      for (std::size_t l = 0; l < kLanes; ++l) {
-        const double c = y[k + l] - mean[l];
+      const Pair t = {tmpl.values[k], tmpl.values[k]};
+      for (std::size_t l = 0; l < kPairsPerRun; ++l) {
+        const Pair c = load_pair(y + k + 2 * l) - mean[l];
         syy[l] += c * c;
         sxy[l] += t * c;
       }
     }
-    for (std::size_t l = 0; l < kLanes; ++l) out[u + l] = (sxy[l] / nm1) / (std::sqrt(syy[l] / nm1) * std::sqrt(cxx));
+    for (std::size_t l = 0; l < kPairsPerRun; ++l) {
+      for (std::size_t e = 0; e < 2; ++e) {
+        out[u + 2 * l + e] = (sxy[l][e] / nm1) / (std::sqrt(syy[l][e] / nm1) * std::sqrt(cxx));
+      }
+    }
   }
   for (; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
 }

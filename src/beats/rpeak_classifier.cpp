@@ -320,32 +320,47 @@ Segments candidate_segments(const std::vector<unsigned char>& mask) {
 double zero_crossing_rate(std::span<const double> context, std::span<const double> smoothedContext,
                           double fs) {
   const std::size_t len = context.size();
-  std::vector<double> x;
+  if (len == 0) return 0.0;  // no samples, no sign changes
   const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
-  if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
-    x.assign(smoothedContext.begin(), smoothedContext.end());
-    const std::size_t edge = std::min(half, len);
-    for (std::size_t k = 0; k < edge; ++k) {
-      x[k] = smoothed_sample(context, k, half);
-      x[len - 1 - k] = smoothed_sample(context, len - 1 - k, half);
+  // Sign changes of x - mean (each crossing counts 2) over len samples of x.
+  auto sign_steps = [len](auto at) {
+    double total = at(0);  // summed in sample order, from the first sample
+    for (std::size_t k = 1; k < len; ++k) total += at(k);
+    const double mean = total / static_cast<double>(len);
+    // Signs as -1, 0, +1 (0 for an exact zero or NaN) in integers: the count
+    // of sign steps is exact either way, and this form has no branches.
+    auto sign_at = [&](std::size_t k) {
+      const double v = at(k) - mean;
+      return static_cast<int64_t>(v > 0.0) - static_cast<int64_t>(v < 0.0);
+    };
+    int64_t changes = 0;
+    int64_t previous = sign_at(0);
+    for (std::size_t k = 1; k < len; ++k) {
+      const int64_t current = sign_at(k);
+      const int64_t step = current - previous;
+      changes += step < 0 ? -step : step;
+      previous = current;
     }
-  } else {
-    x.assign(context.begin(), context.end());
-    smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
-  }
-  const double mean = sum(x) / static_cast<double>(len);
-  // Signs as -1, 0, +1 (0 for an exact zero or NaN) in integers: the count of
-  // sign steps is exact either way, and this form has no branches.
-  auto sign_at = [&](std::size_t k) {
-    const double v = x[k] - mean;
-    return static_cast<int64_t>(v > 0.0) - static_cast<int64_t>(v < 0.0);
+    return static_cast<double>(changes) / static_cast<double>(len - 1);
   };
-  int64_t changes = 0;
-  for (std::size_t k = 1; k < len; ++k) {
-    const int64_t step = sign_at(k) - sign_at(k - 1);
-    changes += step < 0 ? -step : step;
+  if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
+    // The whole signal's smoothing, read in place; only the first and last
+    // half samples (whose window the context clips) are recomputed.
+    const std::size_t edge = std::min(half, len);
+    std::vector<double> ends(2 * edge);  // first edge samples, then the last edge ones
+    for (std::size_t k = 0; k < edge; ++k) {
+      ends[k] = smoothed_sample(context, k, half);
+      ends[edge + k] = smoothed_sample(context, len - edge + k, half);
+    }
+    return sign_steps([&](std::size_t k) {
+      if (k < edge) return ends[k];
+      if (k >= len - edge) return ends[edge + (k - (len - edge))];
+      return smoothedContext[k];
+    });
   }
-  return static_cast<double>(changes) / static_cast<double>(len - 1);
+  std::vector<double> x(context.begin(), context.end());
+  smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
+  return sign_steps([&](std::size_t k) { return x[k]; });
 }
 
 // Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall

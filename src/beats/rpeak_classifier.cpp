@@ -647,14 +647,25 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
     if (!(gap > kGapRatio * previous && gap > kMinGapSeconds * fs)) continue;
     const double expected = std::ceil(2.0 * p[j] - p[j - 1]);
     const double scanStart = expected - static_cast<double>(2 * h);
-    for (std::size_t lag = 0; lag < lags; ++lag) {
+    // Lags whose window lies inside the signal form one run [inside, past).
+    auto window_inside = [&](std::size_t lag) {
       const double s = scanStart + static_cast<double>(lag);
-      corr[lag] = 0.0;
-      relative[lag] = 0.0;
-      if (!(s - static_cast<double>(h) >= 1.0 && s + static_cast<double>(h) <= static_cast<double>(n))) continue;
-      const auto centreAt = static_cast<std::ptrdiff_t>(s);
+      return s - static_cast<double>(h) >= 1.0 && s + static_cast<double>(h) <= static_cast<double>(n);
+    };
+    std::fill(corr.begin(), corr.end(), 0.0);
+    std::fill(relative.begin(), relative.end(), 0.0);
+    std::size_t inside = 0;
+    while (inside < lags && !window_inside(inside)) ++inside;
+    std::size_t past = inside;
+    while (past < lags && window_inside(past)) ++past;
+    if (past > inside) {
+      const auto firstCentre = static_cast<std::ptrdiff_t>(scanStart + static_cast<double>(inside));
+      correlate_run(tmpl, ecg, static_cast<std::size_t>(firstCentre - 1), past - inside, static_cast<std::size_t>(h),
+                    std::span<double>(corr).subspan(inside));
+    }
+    for (std::size_t lag = inside; lag < past; ++lag) {
+      const auto centreAt = static_cast<std::ptrdiff_t>(scanStart + static_cast<double>(lag));
       const auto stretch = x.range(centreAt - h, centreAt + h);
-      corr[lag] = correlate_with(tmpl, stretch);
       const double mean = sum(stretch) / static_cast<double>(stretch.size());
       relative[lag] = (x(centreAt) - mean) / amplitudeRange;
     }

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 #include "beats/signal_kernels.hpp"
@@ -117,12 +118,22 @@ double correlate_with(const Centred& tmpl, std::span<const double> y) {
 
 // correlate_with for the windows centred on count consecutive samples, the
 // first centred on 0-based index first of x; out[u] for centre first + u.
-// Four windows are worked on together: each keeps its own sums, added in
-// sample order as above, so the results are the same, but the four
+// Eight windows are worked on together, two to a vector register: each lane
+// keeps its own sums, added in sample order as above (a vector addition is
+// the scalar addition in every lane), so the results are the same, but the
 // independent sums run side by side instead of one after another.
+using Pair = double __attribute__((vector_size(16)));
+constexpr std::size_t kPairsPerRun = 4;
+constexpr std::size_t kLanesPerRun = 2 * kPairsPerRun;
+
+Pair load_pair(const double* p) {
+  Pair v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
 void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t first, std::size_t count,
                    std::size_t h, std::span<double> out) {
-  constexpr std::size_t kLanes = 4;
   const std::size_t n = 2 * h + 1;
   if (n != tmpl.values.size() || n < 2) {
     for (std::size_t u = 0; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
@@ -130,25 +141,34 @@ void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t f
   }
   const double nm1 = static_cast<double>(n) - 1.0;
   const double cxx = tmpl.sumSquares / nm1;
+  const Pair width = {static_cast<double>(n), static_cast<double>(n)};
   std::size_t u = 0;
-  for (; u + kLanes <= count; u += kLanes) {
+  for (; u + kLanesPerRun <= count; u += kLanesPerRun) {
     const double* y = x.data() + first + u - h;
-    double s[kLanes];
-    for (std::size_t l = 0; l < kLanes; ++l) s[l] = y[l];
+    Pair s[kPairsPerRun];
+    for (std::size_t l = 0; l < kPairsPerRun; ++l) s[l] = load_pair(y + 2 * l);
     for (std::size_t k = 1; k < n; ++k) {
-      for (std::size_t l = 0; l < kLanes; ++l) s[l] += y[k + l];
+      for (std::size_t l = 0; l < kPairsPerRun; ++l) s[l] += load_pair(y + k + 2 * l);
     }
-    double mean[kLanes], syy[kLanes] = {}, sxy[kLanes] = {};
-    for (std::size_t l = 0; l < kLanes; ++l) mean[l] = s[l] / static_cast<double>(n);
+    Pair mean[kPairsPerRun], syy[kPairsPerRun], sxy[kPairsPerRun];
+    for (std::size_t l = 0; l < kPairsPerRun; ++l) {
+      mean[l] = s[l] / width;
+      syy[l] = Pair{0.0, 0.0};
+      sxy[l] = Pair{0.0, 0.0};
+    }
     for (std::size_t k = 0; k < n; ++k) {
-      const double t = tmpl.values[k];
-      for (std::size_t l = 0; l < kLanes; ++l) {
-        const double c = y[k + l] - mean[l];
+      const Pair t = {tmpl.values[k], tmpl.values[k]};
+      for (std::size_t l = 0; l < kPairsPerRun; ++l) {
+        const Pair c = load_pair(y + k + 2 * l) - mean[l];
         syy[l] += c * c;
         sxy[l] += t * c;
       }
     }
-    for (std::size_t l = 0; l < kLanes; ++l) out[u + l] = (sxy[l] / nm1) / (std::sqrt(syy[l] / nm1) * std::sqrt(cxx));
+    for (std::size_t l = 0; l < kPairsPerRun; ++l) {
+      for (std::size_t e = 0; e < 2; ++e) {
+        out[u + 2 * l + e] = (sxy[l][e] / nm1) / (std::sqrt(syy[l][e] / nm1) * std::sqrt(cxx));
+      }
+    }
   }
   for (; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
 }
@@ -300,32 +320,47 @@ Segments candidate_segments(const std::vector<unsigned char>& mask) {
 double zero_crossing_rate(std::span<const double> context, std::span<const double> smoothedContext,
                           double fs) {
   const std::size_t len = context.size();
-  std::vector<double> x;
+  if (len == 0) return 0.0;  // no samples, no sign changes
   const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
-  if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
-    x.assign(smoothedContext.begin(), smoothedContext.end());
-    const std::size_t edge = std::min(half, len);
-    for (std::size_t k = 0; k < edge; ++k) {
-      x[k] = smoothed_sample(context, k, half);
-      x[len - 1 - k] = smoothed_sample(context, len - 1 - k, half);
+  // Sign changes of x - mean (each crossing counts 2) over len samples of x.
+  auto sign_steps = [len](auto at) {
+    double total = at(0);  // summed in sample order, from the first sample
+    for (std::size_t k = 1; k < len; ++k) total += at(k);
+    const double mean = total / static_cast<double>(len);
+    // Signs as -1, 0, +1 (0 for an exact zero or NaN) in integers: the count
+    // of sign steps is exact either way, and this form has no branches.
+    auto sign_at = [&](std::size_t k) {
+      const double v = at(k) - mean;
+      return static_cast<int64_t>(v > 0.0) - static_cast<int64_t>(v < 0.0);
+    };
+    int64_t changes = 0;
+    int64_t previous = sign_at(0);
+    for (std::size_t k = 1; k < len; ++k) {
+      const int64_t current = sign_at(k);
+      const int64_t step = current - previous;
+      changes += step < 0 ? -step : step;
+      previous = current;
     }
-  } else {
-    x.assign(context.begin(), context.end());
-    smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
-  }
-  const double mean = sum(x) / static_cast<double>(len);
-  // Signs as -1, 0, +1 (0 for an exact zero or NaN) in integers: the count of
-  // sign steps is exact either way, and this form has no branches.
-  auto sign_at = [&](std::size_t k) {
-    const double v = x[k] - mean;
-    return static_cast<int64_t>(v > 0.0) - static_cast<int64_t>(v < 0.0);
+    return static_cast<double>(changes) / static_cast<double>(len - 1);
   };
-  int64_t changes = 0;
-  for (std::size_t k = 1; k < len; ++k) {
-    const int64_t step = sign_at(k) - sign_at(k - 1);
-    changes += step < 0 ? -step : step;
+  if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
+    // The whole signal's smoothing, read in place; only the first and last
+    // half samples (whose window the context clips) are recomputed.
+    const std::size_t edge = std::min(half, len);
+    std::vector<double> ends(2 * edge);  // first edge samples, then the last edge ones
+    for (std::size_t k = 0; k < edge; ++k) {
+      ends[k] = smoothed_sample(context, k, half);
+      ends[edge + k] = smoothed_sample(context, len - edge + k, half);
+    }
+    return sign_steps([&](std::size_t k) {
+      if (k < edge) return ends[k];
+      if (k >= len - edge) return ends[edge + (k - (len - edge))];
+      return smoothedContext[k];
+    });
   }
-  return static_cast<double>(changes) / static_cast<double>(len - 1);
+  std::vector<double> x(context.begin(), context.end());
+  smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
+  return sign_steps([&](std::size_t k) { return x[k]; });
 }
 
 // Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall
@@ -425,12 +460,12 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
 }
 
 // cross[j] = sum over samples k (in order) of x_i(k) x_j(k) for j > i, the
-// centred samples stored sample-major (g beats per sample). Blocks of eight
-// beats keep their eight sums in registers across the samples; each sum still
+// centred samples stored sample-major (g beats per sample). Blocks of sixteen
+// beats keep their sixteen sums in registers across the samples; each sum still
 // adds its products in sample order.
 void cross_products(const std::vector<double>& centred, std::size_t g, std::size_t len, std::size_t i,
                     std::vector<double>& cross) {
-  constexpr std::size_t kBlock = 8;
+  constexpr std::size_t kBlock = 16;
   std::size_t j = i + 1;
   for (; j + kBlock <= g; j += kBlock) {
     double acc[kBlock] = {};
@@ -495,11 +530,14 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
     // A beat with no spread correlates with nothing: NaN on the diagonal.
     const double diagonal = variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
     sums[i] += diagonal;
-    // Coefficients first (independent, so the divisions overlap), then the
-    // two kinds of sums, each still in row order.
+    // Coefficients first (independent and branch-free, so the divisions run
+    // two to a vector instruction), then the rare clamp of a rounding
+    // overshoot past +-1, then the two kinds of sums, each still in row order.
+    const double spreadI = spread[i];
+    for (std::size_t j = i + 1; j < g; ++j) cross[j] = cross[j] / nm1 / spreadI / spread[j];
     for (std::size_t j = i + 1; j < g; ++j) {
-      const double rho = cross[j] / nm1 / spread[i] / spread[j];
-      cross[j] = std::fabs(rho) > 1.0 ? rho / std::fabs(rho) : rho;
+      const double rho = cross[j];
+      if (std::fabs(rho) > 1.0) cross[j] = rho / std::fabs(rho);
     }
     for (std::size_t j = i + 1; j < g; ++j) sums[j] += cross[j];
     double rowSum = sums[i];
@@ -609,14 +647,25 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
     if (!(gap > kGapRatio * previous && gap > kMinGapSeconds * fs)) continue;
     const double expected = std::ceil(2.0 * p[j] - p[j - 1]);
     const double scanStart = expected - static_cast<double>(2 * h);
-    for (std::size_t lag = 0; lag < lags; ++lag) {
+    // Lags whose window lies inside the signal form one run [inside, past).
+    auto window_inside = [&](std::size_t lag) {
       const double s = scanStart + static_cast<double>(lag);
-      corr[lag] = 0.0;
-      relative[lag] = 0.0;
-      if (!(s - static_cast<double>(h) >= 1.0 && s + static_cast<double>(h) <= static_cast<double>(n))) continue;
-      const auto centreAt = static_cast<std::ptrdiff_t>(s);
+      return s - static_cast<double>(h) >= 1.0 && s + static_cast<double>(h) <= static_cast<double>(n);
+    };
+    std::fill(corr.begin(), corr.end(), 0.0);
+    std::fill(relative.begin(), relative.end(), 0.0);
+    std::size_t inside = 0;
+    while (inside < lags && !window_inside(inside)) ++inside;
+    std::size_t past = inside;
+    while (past < lags && window_inside(past)) ++past;
+    if (past > inside) {
+      const auto firstCentre = static_cast<std::ptrdiff_t>(scanStart + static_cast<double>(inside));
+      correlate_run(tmpl, ecg, static_cast<std::size_t>(firstCentre - 1), past - inside, static_cast<std::size_t>(h),
+                    std::span<double>(corr).subspan(inside));
+    }
+    for (std::size_t lag = inside; lag < past; ++lag) {
+      const auto centreAt = static_cast<std::ptrdiff_t>(scanStart + static_cast<double>(lag));
       const auto stretch = x.range(centreAt - h, centreAt + h);
-      corr[lag] = correlate_with(tmpl, stretch);
       const double mean = sum(stretch) / static_cast<double>(stretch.size());
       relative[lag] = (x(centreAt) - mean) / amplitudeRange;
     }

@@ -21,7 +21,9 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <vector>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -66,34 +68,67 @@ uint64_t to_count(double v) {
 // at once; the twiddle recurrences are then evaluated once for all of them.
 using Arrays = std::span<const std::span<float>>;
 
-constexpr std::array<uint8_t, 256> kByteReversed = [] {
-  std::array<uint8_t, 256> t{};
-  for (unsigned v = 0; v < 256; ++v) {
-    unsigned r = 0;
-    for (unsigned b = 0; b < 8; ++b) r |= ((v >> b) & 1U) << (7 - b);
-    t[v] = static_cast<uint8_t>(r);
-  }
-  return t;
-}();
-
-// k with its lowest `bits` bits in reverse order (1 <= bits <= 64).
-uint64_t reverse_bits(uint64_t k, unsigned bits) {
-  uint64_t r = 0;
-  for (unsigned byte = 0; byte < (bits + 7) / 8; ++byte, k >>= 8) r = (r << 8) | kByteReversed[k & 0xFF];
-  return r >> ((bits + 7) / 8 * 8 - bits);
+// Index k with its lowest `bits` bits in reverse order.
+std::size_t reverse_bits(std::size_t k, unsigned bits) {
+  std::size_t r = 0;
+  for (unsigned b = 0; b < bits; ++b, k >>= 1) r = (r << 1) | (k & 1);
+  return r;
 }
 
-// Puts complex element k at the bit-reversed position of k, as the classic
-// counter loop of the transform does (pure data movement).
+// Puts complex element k of every array at the bit-reversed position of k,
+// as the classic counter loop of the transform does (pure data movement).
+// Swapping element by element strides through the array by half its length,
+// which maps every access to the same cache set; instead the index is split
+// into high, middle and low parts of kTileBits, mid and kTileBits bits, and
+// a tile of all high/low combinations of one middle value (read row by row)
+// is written, transposed and reversed, to the tile of the reversed middle
+// value, and vice versa.
 void bit_reverse(Arrays arrays, std::size_t nn) {
-  if (nn < 2) return;
+  constexpr unsigned kTileBits = 4;
+  constexpr std::size_t kTile = std::size_t{1} << kTileBits;
   const auto bits = static_cast<unsigned>(std::countr_zero(nn));
-  for (std::size_t k = 0; k < nn; ++k) {
-    const auto r = static_cast<std::size_t>(reverse_bits(k, bits));
-    if (r <= k) continue;
-    for (std::span<float> data : arrays) {
-      std::swap(data[2 * r], data[2 * k]);
-      std::swap(data[2 * r + 1], data[2 * k + 1]);
+  if (bits < 2 * kTileBits) {
+    for (std::size_t k = 0; k < nn; ++k) {
+      const std::size_t r = reverse_bits(k, bits);
+      if (r <= k) continue;
+      for (std::span<float> data : arrays) {
+        std::swap(data[2 * r], data[2 * k]);
+        std::swap(data[2 * r + 1], data[2 * k + 1]);
+      }
+    }
+    return;
+  }
+  const unsigned midBits = bits - 2 * kTileBits;
+  const unsigned highShift = bits - kTileBits;
+  std::array<std::size_t, kTile> reversedLow{};
+  for (std::size_t i = 0; i < kTile; ++i) reversedLow[i] = reverse_bits(i, kTileBits);
+  std::array<float, 2 * kTile * kTile> tileA{};
+  std::array<float, 2 * kTile * kTile> tileB{};
+  for (std::span<float> data : arrays) {
+    const auto load = [&](std::array<float, 2 * kTile * kTile>& tile, std::size_t mid) {
+      for (std::size_t high = 0; high < kTile; ++high) {
+        const float* row = data.data() + 2 * ((high << highShift) | (mid << kTileBits));
+        std::copy(row, row + 2 * kTile, tile.data() + 2 * high * kTile);
+      }
+    };
+    const auto store = [&](const std::array<float, 2 * kTile * kTile>& tile, std::size_t mid) {
+      for (std::size_t high = 0; high < kTile; ++high) {
+        float* row = data.data() + 2 * ((high << highShift) | (mid << kTileBits));
+        const std::size_t low = reversedLow[high];
+        for (std::size_t j = 0; j < kTile; ++j) {
+          const std::size_t from = 2 * (reversedLow[j] * kTile + low);
+          row[2 * j] = tile[from];
+          row[2 * j + 1] = tile[from + 1];
+        }
+      }
+    };
+    for (std::size_t mid = 0; mid < (std::size_t{1} << midBits); ++mid) {
+      const std::size_t reversedMid = reverse_bits(mid, midBits);
+      if (reversedMid < mid) continue;
+      load(tileA, mid);
+      if (reversedMid != mid) load(tileB, reversedMid);
+      store(tileA, reversedMid);
+      if (reversedMid != mid) store(tileB, mid);
     }
   }
 }
@@ -186,10 +221,83 @@ __attribute__((target("avx"))) void run_stage_blocks_avx(std::span<float> data, 
   }
 }
 
+#define ZYN_AVX512 __attribute__((target("avx512f,avx512dq")))
+// GCC 12's AVX-512 headers start masked builtins from a deliberately
+// undefined vector, which its flow analysis reports as uninitialised.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+
+// Products (wr br - wi bi, wr bi + wi br) of four complex values, rounded to
+// float: the same double operations as the scalar kernel, eight lanes wide.
+ZYN_AVX512 inline __m256 twiddle_products_avx512(__m512d w, __m256 bf) {
+  const __m512d negateEven = _mm512_set_pd(0.0, -0.0, 0.0, -0.0, 0.0, -0.0, 0.0, -0.0);
+  const __m512d b = _mm512_cvtps_pd(bf);                                  // br bi per value
+  const __m512d wr = _mm512_permute_pd(w, 0x00);                          // wr wr
+  const __m512d wi = _mm512_xor_pd(_mm512_permute_pd(w, 0xFF), negateEven);  // -wi wi
+  const __m512d swapped = _mm512_permute_pd(b, 0x55);                     // bi br
+  return _mm512_cvtpd_ps(_mm512_add_pd(_mm512_mul_pd(wr, b), _mm512_mul_pd(wi, swapped)));
+}
+
+ZYN_AVX512 inline void butterflies_avx512(float* lo, float* hi, const double* tw,
+                                          std::size_t count) {
+  std::size_t q = 0;
+  for (; q + 4 <= count; q += 4) {
+    const __m256 temp = twiddle_products_avx512(_mm512_loadu_pd(tw + 2 * q), _mm256_loadu_ps(hi + 2 * q));
+    const __m256 a = _mm256_loadu_ps(lo + 2 * q);
+    _mm256_storeu_ps(hi + 2 * q, _mm256_sub_ps(a, temp));
+    _mm256_storeu_ps(lo + 2 * q, _mm256_add_ps(a, temp));
+  }
+  butterflies_scalar(lo + 2 * q, hi + 2 * q, tw + 2 * q, count - q);
+}
+
+// The first two stages (one and two butterflies per block) take eight
+// complex values, several blocks, at once: the low and high halves of the
+// blocks are gathered into lanes, transformed, and scattered back.
+template <std::size_t kCount>
+ZYN_AVX512 void run_small_stage_avx512(std::span<float> data, const double* tw) {
+  static_assert(kCount == 1 || kCount == 2);
+  const __m512i lowLanes = kCount == 1 ? _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0)
+                                       : _mm512_set_epi64(7, 6, 3, 2, 5, 4, 1, 0);
+  const __m512i backLanes = kCount == 1 ? _mm512_set_epi64(7, 3, 6, 2, 5, 1, 4, 0)
+                                        : _mm512_set_epi64(7, 6, 3, 2, 5, 4, 1, 0);
+  const __m512d w = kCount == 1 ? _mm512_broadcast_f64x2(_mm_loadu_pd(tw))
+                                : _mm512_broadcast_f64x4(_mm256_loadu_pd(tw));
+  for (std::size_t i = 0; i + 16 <= data.size(); i += 16) {
+    const __m512d split =
+        _mm512_permutexvar_pd(lowLanes, _mm512_castps_pd(_mm512_loadu_ps(data.data() + i)));
+    const __m256 a = _mm256_castpd_ps(_mm512_castpd512_pd256(split));
+    const __m256 b = _mm256_castpd_ps(_mm512_extractf64x4_pd(split, 1));
+    const __m256 temp = twiddle_products_avx512(w, b);
+    const __m512d joined = _mm512_insertf64x4(
+        _mm512_castpd256_pd512(_mm256_castps_pd(_mm256_add_ps(a, temp))),
+        _mm256_castps_pd(_mm256_sub_ps(a, temp)), 1);
+    _mm512_storeu_ps(data.data() + i, _mm512_castpd_ps(_mm512_permutexvar_pd(backLanes, joined)));
+  }
+}
+
+ZYN_AVX512 void run_stage_blocks_avx512(std::span<float> data, std::size_t mmax, std::size_t m0,
+                                        const double* tw, std::size_t count) {
+  if (data.size() % 16 == 0 && m0 == 0 && 2 * count == mmax && count <= 2) {
+    if (count == 1) run_small_stage_avx512<1>(data, tw);
+    else run_small_stage_avx512<2>(data, tw);
+    return;
+  }
+  for (std::size_t block = 0; block < data.size(); block += 2 * mmax) {
+    float* lo = data.data() + block + m0;
+    butterflies_avx512(lo, lo + mmax, tw, count);
+  }
+}
+
+#pragma GCC diagnostic pop
+
 StageRun stage_for(FftKernel kernel) {
   static const bool hasAvx = [] {
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx") != 0;
+  }();
+  static const bool hasAvx512 = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0;
   }();
   switch (kernel) {
     case FftKernel::kScalar:
@@ -197,37 +305,128 @@ StageRun stage_for(FftKernel kernel) {
     case FftKernel::kSse2:
       return run_stage_blocks<butterflies_sse2>;
     case FftKernel::kAvx:
+      return hasAvx ? run_stage_blocks_avx : run_stage_blocks<butterflies_sse2>;
+    case FftKernel::kAvx512:
     case FftKernel::kFastest:
       break;
   }
+  if (hasAvx512) return run_stage_blocks_avx512;
   return hasAvx ? run_stage_blocks_avx : run_stage_blocks<butterflies_sse2>;
 }
 #else
 StageRun stage_for(FftKernel) { return run_stage_blocks<butterflies_scalar>; }
 #endif
 
-// One butterfly stage of span mmax (floats); the twiddles follow the
-// recurrence w <- w + w (wpr + i wpi) started at 1, produced in blocks that
-// are then applied to every block of the data.
-void butterfly_stage(Arrays arrays, std::size_t mmax, int32_t isign, std::span<double> twiddles,
+// Twiddle factors w_q = (wr, wi), q = 0, 1, ..., of angle step theta by the
+// recurrence w <- w + w (wpr + i wpi) started at w_0 = 1, in double. Every
+// transform takes its factors from here, so cached and fresh ones agree.
+class TwiddleRecurrence {
+ public:
+  explicit TwiddleRecurrence(double theta) {
+    const double wtemp = std::sin(0.5 * theta);
+    wpr_ = -2.0 * wtemp * wtemp;
+    wpi_ = std::sin(theta);
+  }
+  double wr() const { return wr_; }
+  double wi() const { return wi_; }
+  void advance() {
+    const double wtemp = wr_;
+    wr_ = wtemp * wpr_ - wi_ * wpi_ + wr_;
+    wi_ = wi_ * wpr_ + wtemp * wpi_ + wi_;
+  }
+  // Writes the next out.size() / 2 factors as (wr, wi) pairs.
+  void fill(std::span<double> out) {
+    for (std::size_t k = 0; k + 1 < out.size(); k += 2) {
+      out[k] = wr_;
+      out[k + 1] = wi_;
+      advance();
+    }
+  }
+
+ private:
+  double wpr_ = 0.0;
+  double wpi_ = 0.0;
+  double wr_ = 1.0;
+  double wi_ = 0.0;
+};
+
+// Immutable per-process tables of forward twiddle factors, one per power-of-
+// two transform size up to 2^kMaxLog2, each built by the first call that
+// needs it. The recurrence is a serial chain of dependent multiplications
+// (about a tenth of a 10-minute spectrum); the tables hold its exact values,
+// so results do not change. Sizes beyond the bound, or a table that could
+// not be allocated, give an empty span and the caller runs the recurrence.
+template <unsigned kMaxLog2>
+class TwiddleTables {
+ public:
+  using Fill = void (*)(std::size_t size, std::vector<double>& out);
+  explicit TwiddleTables(Fill fill) : fill_(fill) {}
+
+  std::span<const double> find(std::size_t size) {
+    if (!is_power_of_two(size)) return {};
+    const auto log2 = static_cast<unsigned>(std::countr_zero(size));
+    if (log2 > kMaxLog2) return {};
+    std::call_once(built_[log2], [&] {
+      try {
+        fill_(size, tables_[log2]);
+      } catch (...) {
+        tables_[log2].clear();
+      }
+    });
+    return tables_[log2];
+  }
+
+ private:
+  Fill fill_;
+  std::array<std::once_flag, kMaxLog2 + 1> built_;
+  std::array<std::vector<double>, kMaxLog2 + 1> tables_;
+};
+
+// Angle steps of a butterfly stage of span mmax floats and of the real
+// transform's unpacking pass over n floats.
+double stage_angle(std::size_t mmax, int32_t isign) {
+  return isign * kTwoPi / static_cast<double>(mmax);
+}
+double real_angle(std::size_t n, int32_t isign) {
+  const double theta = kPi / static_cast<double>(n >> 1);
+  return isign == 1 ? theta : -theta;
+}
+
+// Forward factors of the stage of span mmax floats (mmax / 2 pairs); cached
+// up to the spans of a 10-minute spectrum's grid (512 kB in all).
+std::span<const double> forward_stage_twiddles(std::size_t mmax) {
+  static TwiddleTables<15> tables([](std::size_t size, std::vector<double>& out) {
+    out.resize(size);
+    TwiddleRecurrence(stage_angle(size, 1)).fill(out);
+  });
+  return tables.find(mmax);
+}
+
+// Forward factors w_1 .. w_{n/4 - 1} of the unpacking pass over n floats;
+// cached up to n = 2^16 (256 kB).
+std::span<const double> forward_real_twiddles(std::size_t n) {
+  static TwiddleTables<16> tables([](std::size_t size, std::vector<double>& out) {
+    out.resize(size < 8 ? 0 : size / 2 - 2);
+    TwiddleRecurrence recurrence(real_angle(size, 1));
+    recurrence.advance();
+    recurrence.fill(out);
+  });
+  return tables.find(n);
+}
+
+// One butterfly stage of span mmax (floats): the factors, cached or produced
+// in blocks of the scratch's size, are applied to every block of the data.
+void butterfly_stage(Arrays arrays, std::size_t mmax, int32_t isign, std::span<double> scratch,
                      StageRun run) {
-  const std::size_t perBlock = twiddles.size() / 2;
-  const double theta = isign * kTwoPi / static_cast<double>(mmax);
-  const double wtemp0 = std::sin(0.5 * theta);
-  const double wpr = -2.0 * wtemp0 * wtemp0;
-  const double wpi = std::sin(theta);
-  double wr = 1.0;
-  double wi = 0.0;
+  const std::span<const double> cached =
+      isign == 1 ? forward_stage_twiddles(mmax) : std::span<const double>();
+  TwiddleRecurrence recurrence(stage_angle(mmax, isign));
+  const std::size_t perBlock = scratch.size() / 2;
   for (std::size_t m0 = 0; m0 < mmax; m0 += 2 * perBlock) {
     const std::size_t count = std::min(perBlock, (mmax - m0) / 2);
-    for (std::size_t q = 0; q < count; ++q) {
-      twiddles[2 * q] = wr;
-      twiddles[2 * q + 1] = wi;
-      const double wtemp = wr;
-      wr = wtemp * wpr - wi * wpi + wr;
-      wi = wi * wpr + wtemp * wpi + wi;
-    }
-    for (std::span<float> data : arrays) run(data, mmax, m0, twiddles.data(), count);
+    const double* twiddles = cached.empty() ? scratch.data() : cached.data() + m0;
+    if (cached.empty()) recurrence.fill(scratch.first(2 * count));
+    for (std::span<float> data : arrays) run(data, mmax, m0, twiddles, count);
   }
 }
 
@@ -313,20 +512,20 @@ void complex_fft_all(Arrays arrays, std::size_t nn, int32_t isign, FftKernel ker
 void real_fft_all(Arrays arrays, std::size_t n, int32_t isign) {
   const float c1 = 0.5F;
   float c2 = -0.5F;
-  double theta = kPi / static_cast<double>(n >> 1);
   if (isign == 1) {
     complex_fft_all(arrays, n / 2, 1, FftKernel::kFastest);
   } else {
     c2 = 0.5F;
-    theta = -theta;
   }
-  double wtemp = std::sin(0.5 * theta);
-  const double wpr = -2.0 * wtemp * wtemp;
-  const double wpi = std::sin(theta);
-  double wr = 1.0 + wpr;
-  double wi = wpi;
+  const std::span<const double> cached =
+      isign == 1 ? forward_real_twiddles(n) : std::span<const double>();
+  TwiddleRecurrence recurrence(real_angle(n, isign));
+  recurrence.advance();
   // 1-based positions i1, i2 = i1 + 1 and their mirrors i3, i4 = i3 + 1.
   for (std::size_t i = 2; i <= (n >> 2); ++i) {
+    const double wr = cached.empty() ? recurrence.wr() : cached[2 * (i - 2)];
+    const double wi = cached.empty() ? recurrence.wi() : cached[2 * (i - 2) + 1];
+    if (cached.empty()) recurrence.advance();
     const std::size_t i1 = i + i - 1;
     const std::size_t i3 = n + 3 - (i1 + 1);
     for (std::span<float> data : arrays) {
@@ -343,9 +542,6 @@ void real_fft_all(Arrays arrays, std::size_t n, int32_t isign) {
       d3 = static_cast<float>(h1r - wr * h2r + wi * h2i);
       d4 = static_cast<float>(-h1i + wr * h2i + wi * h2r);
     }
-    wtemp = wr;
-    wr = wtemp * wpr - wi * wpi + wr;
-    wi = wi * wpr + wtemp * wpi + wi;
   }
   for (std::span<float> data : arrays) {
     const float h1r = data[0];
@@ -480,14 +676,18 @@ bool lomb_spectrum(std::span<const double> t, std::span<const double> rr,
                    std::span<double> freqOut, std::span<double> ampOut) {
   const std::size_t n = std::min(t.size(), rr.size());
   const LombWorkspaceSize size = lomb_workspace_size(n);
-  const auto x = try_allocate_floats(size.points);
-  const auto y = try_allocate_floats(size.points);
-  const auto wk1 = try_allocate_floats(size.grid);
-  const auto wk2 = try_allocate_floats(size.grid);
-  if (!x || !y || !wk1 || !wk2) {
+  // One block holds the two point arrays and the two grids: a single large
+  // allocation is served again from the heap by the next call instead of
+  // being returned to the system and faulted in afresh each time.
+  const auto block = try_allocate_floats(2 * size.points + 2 * size.grid);
+  if (!block) {
     error("insufficient memory");
     return false;
   }
+  float* const x = block.get();
+  float* const y = x + size.points;
+  float* const wk1 = y + size.points;
+  float* const wk2 = wk1 + size.grid;
   // The first point of the series is not used: its time is the origin.
   const std::size_t points = n > 0 ? n - 1 : 0;
   for (std::size_t k = 0; k < points; ++k) {
@@ -495,9 +695,8 @@ bool lomb_spectrum(std::span<const double> t, std::span<const double> rr,
     y[k] = static_cast<float>(rr[k + 1]);
   }
   const LombResult lomb = fast_lomb_periodogram(
-      std::span<const float>(x.get(), points), std::span<const float>(y.get(), points),
-      kLombOversampling, kLombHighFrequencyFactor, std::span<float>(wk1.get(), size.grid),
-      std::span<float>(wk2.get(), size.grid));
+      std::span<const float>(x, points), std::span<const float>(y, points), kLombOversampling,
+      kLombHighFrequencyFactor, std::span<float>(wk1, size.grid), std::span<float>(wk2, size.grid));
   const uint64_t delivered =
       std::min<uint64_t>({lomb.frequencies / 2, freqOut.size(), ampOut.size()});
   const double perFrequency = 1.0 / static_cast<double>(lomb.frequencies);

@@ -34,9 +34,10 @@ MeanVariance mean_and_variance(std::span<const float> data);
 void extirpolate(std::span<float> yy, int32_t m, float y, float x);
 
 // Butterfly kernels of the complex FFT; all give bit-identical results
-// (kAvx falls back to kSse2 on processors without AVX, and both to kScalar
-// off x86-64). kFastest picks the widest available.
-enum class FftKernel { kFastest, kScalar, kSse2, kAvx };
+// (kAvx512 falls back to kAvx on processors without AVX-512F/DQ, kAvx to
+// kSse2 without AVX, and all to kScalar off x86-64). kFastest picks the
+// widest available.
+enum class FftKernel { kFastest, kScalar, kSse2, kAvx, kAvx512 };
 
 // In-place radix-2 complex FFT of data.size()/2 interleaved complex values;
 // isign = 1 uses the kernel exp(+2 pi i jk / nn). A count that is not a power

@@ -45,19 +45,52 @@ void textbook_four1(std::vector<float>& d, int isign) {
   }
 }
 
+// The classic real-transform unpacking with its own recurrence, for the
+// forward direction (cached factors in the library).
+void textbook_realft_forward(std::vector<float>& d) {
+  const std::size_t n = d.size();
+  textbook_four1(d, 1);
+  const double theta = 3.141592653589793 / static_cast<double>(n >> 1);
+  double wtemp = std::sin(0.5 * theta);
+  const double wpr = -2.0 * wtemp * wtemp, wpi = std::sin(theta);
+  double wr = 1.0 + wpr, wi = wpi;
+  for (std::size_t i = 2; i <= (n >> 2); ++i) {
+    const std::size_t i1 = i + i - 1, i2 = i1 + 1, i3 = n + 3 - i2, i4 = i3 + 1;
+    const float h1r = 0.5F * (d[i1 - 1] + d[i3 - 1]), h1i = 0.5F * (d[i2 - 1] - d[i4 - 1]);
+    const float h2r = 0.5F * (d[i2 - 1] + d[i4 - 1]), h2i = -0.5F * (d[i1 - 1] - d[i3 - 1]);
+    d[i1 - 1] = static_cast<float>(h1r + wr * h2r - wi * h2i);
+    d[i2 - 1] = static_cast<float>(h1i + wr * h2i + wi * h2r);
+    d[i3 - 1] = static_cast<float>(h1r - wr * h2r + wi * h2i);
+    d[i4 - 1] = static_cast<float>(-h1i + wr * h2i + wi * h2r);
+    wtemp = wr;
+    wr = wtemp * wpr - wi * wpi + wr;
+    wi = wi * wpr + wtemp * wpi + wi;
+  }
+  const float h1r = d[0];
+  d[0] = h1r + d[1];
+  d[1] = h1r - d[1];
+}
+
 TEST(LombFft, EveryKernelGivesTheTextbookBitsAndTheRealPairInverts) {
   std::mt19937 rng(9);
   std::uniform_real_distribution<float> u(-1.0F, 1.0F);
-  for (std::size_t nn : {1u, 2u, 4u, 512u, 4096u}) {  // 4096: several twiddle blocks per stage
+  for (std::size_t nn : {1u, 2u, 4u, 8u, 512u, 4096u, 65536u}) {  // 4096: several twiddle blocks per stage
     std::vector<float> data(2 * nn);
     for (float& v : data) v = u(rng);
-    std::vector<float> expected = data;
-    textbook_four1(expected, -1);
-    for (auto kernel : {zyn::FftKernel::kScalar, zyn::FftKernel::kSse2, zyn::FftKernel::kAvx}) {
-      std::vector<float> out = data;
-      zyn::complex_fft(out, -1, kernel);
-      EXPECT_EQ(out, expected) << nn << " kernel " << static_cast<int>(kernel);
+    for (int isign : {1, -1}) {  // forward factors come from cached tables
+      std::vector<float> expected = data;
+      textbook_four1(expected, isign);
+      for (auto kernel : {zyn::FftKernel::kScalar, zyn::FftKernel::kSse2, zyn::FftKernel::kAvx,
+                          zyn::FftKernel::kAvx512}) {
+        std::vector<float> out = data;
+        zyn::complex_fft(out, isign, kernel);
+        EXPECT_EQ(out, expected) << nn << " kernel " << static_cast<int>(kernel) << " sign " << isign;
+      }
     }
+    std::vector<float> forward = data, expectedForward = data;
+    realft(forward.data(), forward.size(), 1);
+    textbook_realft_forward(expectedForward);
+    EXPECT_EQ(forward, expectedForward) << nn;
     std::vector<float> round = data;  // inverse real transform returns n/2 times the input
     std::vector<float> twin(data.rbegin(), data.rend());
     std::vector<float> single = twin;

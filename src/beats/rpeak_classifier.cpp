@@ -22,6 +22,7 @@
 #include "beats/signal_kernels.hpp"
 #include "runtime/emx.hpp"
 #include "runtime/scalar.hpp"
+#include "runtime/simd.hpp"
 #include "toolbox/reductions.hpp"
 #include "toolbox/search_sort.hpp"
 #include "toolbox/sets.hpp"
@@ -118,22 +119,15 @@ double correlate_with(const Centred& tmpl, std::span<const double> y) {
 
 // correlate_with for the windows centred on count consecutive samples, the
 // first centred on 0-based index first of x; out[u] for centre first + u.
-// Eight windows are worked on together, two to a vector register: each lane
+// Eight windows are worked on together, one to a vector lane: each lane
 // keeps its own sums, added in sample order as above (a vector addition is
 // the scalar addition in every lane), so the results are the same, but the
 // independent sums run side by side instead of one after another.
-using Pair = double __attribute__((vector_size(16)));
-constexpr std::size_t kPairsPerRun = 4;
-constexpr std::size_t kLanesPerRun = 2 * kPairsPerRun;
+constexpr std::size_t kLanesPerRun = 8;
+using Lanes = double __attribute__((vector_size(kLanesPerRun * sizeof(double))));
 
-Pair load_pair(const double* p) {
-  Pair v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
-void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t first, std::size_t count,
-                   std::size_t h, std::span<double> out) {
+ZYN_WIDEST_VECTORS void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t first,
+                                      std::size_t count, std::size_t h, std::span<double> out) {
   const std::size_t n = 2 * h + 1;
   if (n != tmpl.values.size() || n < 2) {
     for (std::size_t u = 0; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
@@ -141,33 +135,27 @@ void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t f
   }
   const double nm1 = static_cast<double>(n) - 1.0;
   const double cxx = tmpl.sumSquares / nm1;
-  const Pair width = {static_cast<double>(n), static_cast<double>(n)};
   std::size_t u = 0;
   for (; u + kLanesPerRun <= count; u += kLanesPerRun) {
     const double* y = x.data() + first + u - h;
-    Pair s[kPairsPerRun];
-    for (std::size_t l = 0; l < kPairsPerRun; ++l) s[l] = load_pair(y + 2 * l);
+    // Lane l holds window u + l: its k-th sample is y[k + l].
+    const auto load_samples = [y](std::size_t k, Lanes& v) { std::memcpy(&v, y + k, sizeof v); };
+    Lanes s, v;
+    load_samples(0, s);
     for (std::size_t k = 1; k < n; ++k) {
-      for (std::size_t l = 0; l < kPairsPerRun; ++l) s[l] += load_pair(y + k + 2 * l);
+      load_samples(k, v);
+      s += v;
     }
-    Pair mean[kPairsPerRun], syy[kPairsPerRun], sxy[kPairsPerRun];
-    for (std::size_t l = 0; l < kPairsPerRun; ++l) {
-      mean[l] = s[l] / width;
-      syy[l] = Pair{0.0, 0.0};
-      sxy[l] = Pair{0.0, 0.0};
-    }
+    const Lanes mean = s / static_cast<double>(n);
+    Lanes syy = {}, sxy = {};
     for (std::size_t k = 0; k < n; ++k) {
-      const Pair t = {tmpl.values[k], tmpl.values[k]};
-      for (std::size_t l = 0; l < kPairsPerRun; ++l) {
-        const Pair c = load_pair(y + k + 2 * l) - mean[l];
-        syy[l] += c * c;
-        sxy[l] += t * c;
-      }
+      load_samples(k, v);
+      const Lanes c = v - mean;
+      syy += c * c;
+      sxy += tmpl.values[k] * c;
     }
-    for (std::size_t l = 0; l < kPairsPerRun; ++l) {
-      for (std::size_t e = 0; e < 2; ++e) {
-        out[u + 2 * l + e] = (sxy[l][e] / nm1) / (std::sqrt(syy[l][e] / nm1) * std::sqrt(cxx));
-      }
+    for (std::size_t l = 0; l < kLanesPerRun; ++l) {
+      out[u + l] = (sxy[l] / nm1) / (std::sqrt(syy[l] / nm1) * std::sqrt(cxx));
     }
   }
   for (; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
@@ -191,8 +179,17 @@ double refine_on_local_maximum(OneBased raw, std::ptrdiff_t n, double p, std::pt
   return p + peak.place - static_cast<double>(half + 1);
 }
 
+// Standard deviations sqrt((q - s^2 / width) / dof) of count windows from
+// their running sums s and sums of squares q; independent per window.
+ZYN_WIDEST_VECTORS void sd_from_sums(const double* s, const double* q, std::size_t count, double width, double dof,
+                                     double* sd) {
+  for (std::size_t j = 0; j < count; ++j) sd[j] = std::sqrt((q[j] - s[j] * s[j] / width) / dof);
+}
+
 // Phase 2: running sample standard deviation over +-w samples from
-// incremental sums (never recomputed, so their rounding drift is kept).
+// incremental sums (never recomputed, so their rounding drift is kept). The
+// sums are a serial chain; they are taken in blocks and the divisions and
+// roots of a block then run side by side.
 std::vector<double> running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   std::vector<double> sd(ecg.size(), 0.0);
@@ -204,12 +201,20 @@ std::vector<double> running_noise_sd(std::span<const double> ecg, std::ptrdiff_t
   }
   const double width = static_cast<double>(2 * w + 1);
   const double dof = static_cast<double>(2 * w);
-  for (std::ptrdiff_t k = w + 1; k <= n - w; ++k) {
-    s += x(k + w);
-    q += x(k + w) * x(k + w);
-    sd[static_cast<std::size_t>(k - 1)] = std::sqrt((q - s * s / width) / dof);
-    s -= x(k - w);
-    q -= x(k - w) * x(k - w);
+  constexpr std::ptrdiff_t kBlock = 256;
+  double sums[kBlock], squares[kBlock];
+  for (std::ptrdiff_t first = w + 1; first <= n - w; first += kBlock) {
+    const std::ptrdiff_t count = std::min(kBlock, n - w - first + 1);
+    for (std::ptrdiff_t j = 0; j < count; ++j) {
+      const std::ptrdiff_t k = first + j;
+      s += x(k + w);
+      q += x(k + w) * x(k + w);
+      sums[j] = s;
+      squares[j] = q;
+      s -= x(k - w);
+      q -= x(k - w) * x(k - w);
+    }
+    sd_from_sums(sums, squares, static_cast<std::size_t>(count), width, dof, &sd[static_cast<std::size_t>(first - 1)]);
   }
   if (n >= 2 * w + 1) {
     const double head = sd[static_cast<std::size_t>(w)];
@@ -252,8 +257,8 @@ std::vector<double> feature_envelope(std::span<const double> feature, std::ptrdi
 // Phase 4: the 3-second trend of the envelope, its first and last second held
 // at the values one second in.
 std::vector<double> envelope_trend(const std::vector<double>& env, double fs) {
-  std::vector<double> trend = env;
-  smooth_moving_average(trend, kTrendSmoothSeconds * fs);
+  std::vector<double> trend(env.size());
+  smooth_moving_average(env, trend, kTrendSmoothSeconds * fs);
   const auto n = static_cast<std::ptrdiff_t>(trend.size());
   const std::ptrdiff_t second = std::min(samples_floor(fs), n);
   const double headPlace = std::trunc(fs + 1.0);
@@ -312,55 +317,45 @@ Segments candidate_segments(const std::vector<unsigned char>& mask) {
   return seg;
 }
 
+// Sign steps of x - mean over consecutive samples, as -1, 0, +1 (0 for an
+// exact zero or NaN); each crossing counts 2. Integer counting is exact in
+// any order, so the loop runs across vector lanes.
+ZYN_WIDEST_VECTORS int64_t sign_steps_about(std::span<const double> x, double mean) {
+  int64_t changes = 0;
+  for (std::size_t k = 1; k < x.size(); ++k) {
+    const int64_t previous = static_cast<int64_t>(x[k - 1] > mean) - static_cast<int64_t>(x[k - 1] < mean);
+    const int64_t current = static_cast<int64_t>(x[k] > mean) - static_cast<int64_t>(x[k] < mean);
+    const int64_t step = current - previous;
+    changes += step < 0 ? -step : step;
+  }
+  return changes;
+}
+
 // Phase 6 step 2: sign changes per sample of the lightly smoothed, mean-free
 // context (each crossing counts 2). The light smoothing sums its few samples
 // directly, so inside the context it equals the smoothing of the whole
-// signal (smoothedWhole, when given); only the samples whose window the
-// context clips are recomputed.
+// signal (smoothedContext, when given); only the samples whose window the
+// context clips are recomputed. `work` is scratch space reused across calls.
 double zero_crossing_rate(std::span<const double> context, std::span<const double> smoothedContext,
-                          double fs) {
+                          double fs, std::vector<double>& work) {
   const std::size_t len = context.size();
   if (len == 0) return 0.0;  // no samples, no sign changes
   const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
-  // Sign changes of x - mean (each crossing counts 2) over len samples of x.
-  auto sign_steps = [len](auto at) {
-    double total = at(0);  // summed in sample order, from the first sample
-    for (std::size_t k = 1; k < len; ++k) total += at(k);
-    const double mean = total / static_cast<double>(len);
-    // Signs as -1, 0, +1 (0 for an exact zero or NaN) in integers: the count
-    // of sign steps is exact either way, and this form has no branches.
-    auto sign_at = [&](std::size_t k) {
-      const double v = at(k) - mean;
-      return static_cast<int64_t>(v > 0.0) - static_cast<int64_t>(v < 0.0);
-    };
-    int64_t changes = 0;
-    int64_t previous = sign_at(0);
-    for (std::size_t k = 1; k < len; ++k) {
-      const int64_t current = sign_at(k);
-      const int64_t step = current - previous;
-      changes += step < 0 ? -step : step;
-      previous = current;
-    }
-    return static_cast<double>(changes) / static_cast<double>(len - 1);
-  };
   if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
-    // The whole signal's smoothing, read in place; only the first and last
-    // half samples (whose window the context clips) are recomputed.
+    work.assign(smoothedContext.begin(), smoothedContext.end());
     const std::size_t edge = std::min(half, len);
-    std::vector<double> ends(2 * edge);  // first edge samples, then the last edge ones
     for (std::size_t k = 0; k < edge; ++k) {
-      ends[k] = smoothed_sample(context, k, half);
-      ends[edge + k] = smoothed_sample(context, len - edge + k, half);
+      work[k] = smoothed_sample(context, k, half);
+      work[len - edge + k] = smoothed_sample(context, len - edge + k, half);
     }
-    return sign_steps([&](std::size_t k) {
-      if (k < edge) return ends[k];
-      if (k >= len - edge) return ends[edge + (k - (len - edge))];
-      return smoothedContext[k];
-    });
+  } else {
+    work.assign(context.begin(), context.end());
+    smooth_in_place(work, fs / kCrossingSpanDivisor + 1.0);
   }
-  std::vector<double> x(context.begin(), context.end());
-  smooth_in_place(x, fs / kCrossingSpanDivisor + 1.0);
-  return sign_steps([&](std::size_t k) { return x[k]; });
+  double total = work[0];  // summed in sample order, from the first sample
+  for (std::size_t k = 1; k < len; ++k) total += work[k];
+  const double mean = total / static_cast<double>(len);
+  return static_cast<double>(sign_steps_about(work, mean)) / static_cast<double>(len - 1);
 }
 
 // Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall
@@ -407,12 +402,13 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
     smooth_in_place(smoothedWhole, fs / kCrossingSpanDivisor + 1.0);
   }
   const OneBased smoothed{smoothedWhole};
+  std::vector<double> work;
   for (std::size_t i = 0; i < seg.start.size(); ++i) {
     const std::ptrdiff_t a = std::max<std::ptrdiff_t>(1, seg.start[i] - context);
     const std::ptrdiff_t b = std::min(n, seg.end[i] + context);
     if (b < a) continue;
     const double rate =
-        zero_crossing_rate(x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b), fs);
+        zero_crossing_rate(x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b), fs, work);
     if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) continue;
     if (count_distinct_up_to(r.range(a, b), kMinDistinctInContext + 1) <= kMinDistinctInContext) continue;
     if (static_cast<double>(seg.end[i] - seg.start[i]) < kMinSegmentSeconds * fs) {
@@ -463,8 +459,8 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
 // centred samples stored sample-major (g beats per sample). Blocks of sixteen
 // beats keep their sixteen sums in registers across the samples; each sum still
 // adds its products in sample order.
-void cross_products(const std::vector<double>& centred, std::size_t g, std::size_t len, std::size_t i,
-                    std::vector<double>& cross) {
+ZYN_WIDEST_VECTORS void cross_products(const std::vector<double>& centred, std::size_t g, std::size_t len,
+                                       std::size_t i, std::vector<double>& cross) {
   constexpr std::size_t kBlock = 16;
   std::size_t j = i + 1;
   for (; j + kBlock <= g; j += kBlock) {
@@ -481,6 +477,13 @@ void cross_products(const std::vector<double>& centred, std::size_t g, std::size
     for (std::size_t k = 0; k < len; ++k) acc += centred[k * g + i] * centred[k * g + j];
     cross[j] = acc;
   }
+}
+
+// Correlation coefficients cross / (len - 1) / spread_i / spread_j, in that
+// order of divisions, for one row of the matrix.
+ZYN_WIDEST_VECTORS void coefficients_from_cross_products(std::span<double> cross, double nm1, double spreadI,
+                                                          std::span<const double> spreadJ) {
+  for (std::size_t j = 0; j < cross.size(); ++j) cross[j] = cross[j] / nm1 / spreadI / spreadJ[j];
 }
 
 // Phase 9 step 1: the most typical of the taller beats. Beats are sorted by
@@ -531,10 +534,10 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
     const double diagonal = variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
     sums[i] += diagonal;
     // Coefficients first (independent and branch-free, so the divisions run
-    // two to a vector instruction), then the rare clamp of a rounding
+    // across vector lanes), then the rare clamp of a rounding
     // overshoot past +-1, then the two kinds of sums, each still in row order.
-    const double spreadI = spread[i];
-    for (std::size_t j = i + 1; j < g; ++j) cross[j] = cross[j] / nm1 / spreadI / spread[j];
+    coefficients_from_cross_products(std::span<double>(cross).subspan(i + 1), nm1, spread[i],
+                                     std::span<const double>(spread).subspan(i + 1));
     for (std::size_t j = i + 1; j < g; ++j) {
       const double rho = cross[j];
       if (std::fabs(rho) > 1.0) cross[j] = rho / std::fabs(rho);
@@ -740,8 +743,8 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) {
   for (double& v : ecg) v -= med;
   const std::vector<double> raw = ecg;
   {
-    std::vector<double> baseline = ecg;
-    smooth_moving_average(baseline, fs / kBaselineSpanDivisor);
+    std::vector<double> baseline(ecg.size());
+    smooth_moving_average(ecg, baseline, fs / kBaselineSpanDivisor);
     for (std::size_t k = 0; k < ecg.size(); ++k) ecg[k] -= baseline[k];
   }
   const std::size_t distinctRaw = count_distinct_up_to(raw, kMinDistinctInSignal);

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "runtime/scalar.hpp"
+#include "runtime/simd.hpp"
 #include "toolbox/stats.hpp"
 
 namespace zyn::beats {
@@ -26,9 +28,8 @@ struct Smaller {
 // extreme and one prefix extreme. Three comparisons per sample and extreme,
 // no data-dependent branches, and only two block-sized buffers.
 template <class Rule>
-void sliding_extreme(std::span<const double> x, std::size_t half, std::span<double> out) {
+void sliding_extreme_van_herk(std::span<const double> x, std::size_t half, std::span<double> out) {
   const std::size_t n = x.size();
-  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
   const std::size_t width = 2 * half + 1;
   std::vector<double> suffix(width), prefix(width);
   for (std::size_t start = 0; start + width <= n; start += width) {
@@ -44,6 +45,77 @@ void sliding_extreme(std::span<const double> x, std::size_t half, std::span<doub
   }
 }
 
+// True when the extreme of any window of x is one value whatever the order
+// of comparisons: no NaN (which the picks pass on asymmetrically) and no
+// negative zero (which ties with +0 and would be picked by position).
+ZYN_WIDEST_VECTORS bool extremes_are_order_free(std::span<const double> x) {
+  constexpr int64_t kMagnitude = std::numeric_limits<int64_t>::max();
+  constexpr int64_t kInfinityBits = 0x7FF0000000000000LL;
+  constexpr int64_t kNegativeZeroBits = std::numeric_limits<int64_t>::min();
+  int64_t unordered = 0;
+  for (double v : x) {
+    const auto bits = std::bit_cast<int64_t>(v);
+    unordered |= static_cast<int64_t>((bits & kMagnitude) > kInfinityBits) |
+                 static_cast<int64_t>(bits == kNegativeZeroBits);
+  }
+  return unordered == 0;
+}
+
+// to[k] = pick(from[k], from[k + shift]) for k < count.
+ZYN_WIDEST_VECTORS void widen_max(const double* __restrict from, double* __restrict to, std::size_t count,
+                                  std::size_t shift) {
+  for (std::size_t k = 0; k < count; ++k) to[k] = from[k] > from[k + shift] ? from[k] : from[k + shift];
+}
+ZYN_WIDEST_VECTORS void widen_min(const double* __restrict from, double* __restrict to, std::size_t count,
+                                  std::size_t shift) {
+  for (std::size_t k = 0; k < count; ++k) to[k] = from[k] < from[k + shift] ? from[k] : from[k + shift];
+}
+
+// Order-free input: extremes over runs of 2, 4, 8, ... samples by doubling,
+// then each window of width W as the pick of two overlapping runs of the
+// largest power of two p <= W (starting at its first and at its W - p-th
+// sample). Each doubling step is one vectorised pass; the signal is taken in
+// chunks of kChunkWindows windows so that the passes stay in the L1 cache.
+template <class Rule>
+void sliding_extreme_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
+  constexpr std::size_t kChunkWindows = 1024;
+  const auto widen = std::is_same_v<Rule, Greater> ? widen_max : widen_min;
+  const std::size_t n = x.size();
+  const std::size_t width = 2 * half + 1;
+  const std::size_t windows = n - width + 1;
+  std::vector<double> bufferA(kChunkWindows + width), bufferB(kChunkWindows + width);
+  for (std::size_t first = 0; first < windows; first += kChunkWindows) {
+    const std::size_t count = std::min(kChunkWindows, windows - first);
+    const std::size_t length = count + width - 1;  // samples the chunk's windows cover
+    // runs[k] = extreme of the chunk's samples k .. k + run - 1, k <= length - run
+    const double* runs = x.data() + first;
+    double* next = bufferA.data();
+    std::size_t run = 1;
+    for (; 2 * run <= width; run *= 2) {
+      widen(runs, next, length - 2 * run + 1, run);
+      runs = next;
+      next = next == bufferA.data() ? bufferB.data() : bufferA.data();
+    }
+    widen(runs, out.data() + first + half, count, width - run);
+  }
+}
+
+// Centred window extremes: the vectorised doubling for order-free input,
+// otherwise van Herk / Gil-Werman, whose fixed comparison order settles NaN
+// and signed zeros. Both give the same values on order-free input.
+template <class Rule>
+void sliding_extreme(std::span<const double> x, std::size_t half, std::span<double> out, bool orderFree) {
+  if (orderFree) {
+    sliding_extreme_by_doubling<Rule>(x, half, out);
+  } else {
+    sliding_extreme_van_herk<Rule>(x, half, out);
+  }
+}
+
+bool window_fits(std::span<const double> x, std::size_t half, std::span<double> out) {
+  return half < x.size() && 2 * half + 1 <= x.size() && out.size() >= x.size();
+}
+
 uint64_t key_of(double v) {
   if (v == 0.0) v = 0.0;  // +0 and -0 are one value
   return std::bit_cast<uint64_t>(v);
@@ -52,18 +124,19 @@ uint64_t key_of(double v) {
 }  // namespace
 
 void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
+  if (!window_fits(x, half, out)) return;
   const std::size_t n = x.size();
-  if (half >= n || 2 * half + 1 > n || out.size() < n) return;
+  const bool orderFree = extremes_are_order_free(x);
   std::vector<double> low(n);
-  sliding_extreme<Greater>(x, half, out);
-  sliding_extreme<Smaller>(x, half, low);
+  sliding_extreme<Greater>(x, half, out, orderFree);
+  sliding_extreme<Smaller>(x, half, low, orderFree);
   for (std::size_t k = half; k + half < n; ++k) out[k] = out[k] - low[k];
 }
 
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
-  sliding_extreme<Greater>(x, half, out);
+  if (!window_fits(x, half, out)) return;
+  sliding_extreme<Greater>(x, half, out, extremes_are_order_free(x));
 }
-
 
 std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
   if (cap == 0) return 0;

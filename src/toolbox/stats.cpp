@@ -54,9 +54,14 @@ class WindowSum {
       accumulate(direction > 0 ? v : -v);
     }
   }
+  // Neumaier's step; the larger and smaller terms are selected rather than
+  // branched on, since either may be larger from one sample to the next.
   void accumulate(double v) {
     const double t = sum_ + v;
-    carry_ += std::fabs(sum_) >= std::fabs(v) ? (sum_ - t) + v : (v - t) + sum_;
+    const bool sumIsLarger = std::fabs(sum_) >= std::fabs(v);
+    const double larger = sumIsLarger ? sum_ : v;
+    const double smaller = sumIsLarger ? v : sum_;
+    carry_ += (larger - t) + smaller;
     sum_ = t;
   }
 
@@ -108,26 +113,31 @@ int64_t smoothing_width(double span) {
   return static_cast<int64_t>(std::min(width, kLargestWidthSamples));
 }
 
-void smooth_moving_average(std::span<double> x, double span) {
-  const std::size_t n = x.size();
-  if (n < 2) return;
+void smooth_moving_average(std::span<const double> x, std::span<double> out, double span) {
+  const std::size_t n = std::min(x.size(), out.size());
   const int64_t width = smoothing_width(span);
-  if (width <= 1) return;
+  if (n < 2 || width <= 1) {
+    if (out.data() != x.data()) std::copy_n(x.begin(), n, out.begin());
+    return;
+  }
   // Samples on each side of the centre; a window wider than the signal covers
   // all of it.
   const std::size_t half = static_cast<std::size_t>(std::min<int64_t>((width - 1) / 2, static_cast<int64_t>(n)));
-  const std::vector<double> original(x.begin(), x.end());
-
   WindowSum window;
   std::size_t last = std::min(half, n - 1);  // window of sample 0 is [0, last]
-  for (std::size_t k = 0; k <= last; ++k) window.add(original[k]);
+  for (std::size_t k = 0; k <= last; ++k) window.add(x[k]);
   for (std::size_t i = 0; i < n; ++i) {
     const std::size_t first = i > half ? i - half : 0;
-    x[i] = window.mean_over(last - first + 1);
+    out[i] = window.mean_over(last - first + 1);
     // Slide to sample i + 1: one sample may enter on the right, one leave on the left.
-    if (i + half + 1 < n) window.add(original[++last]);
-    if (i >= half) window.remove(original[i - half]);
+    if (i + half + 1 < n) window.add(x[++last]);
+    if (i >= half) window.remove(x[i - half]);
   }
+}
+
+void smooth_moving_average(std::span<double> x, double span) {
+  const std::vector<double> original(x.begin(), x.end());
+  smooth_moving_average(original, x, span);
 }
 
 std::array<double, 4> covariance(std::span<const double> x, std::span<const double> y) {

@@ -26,6 +26,9 @@ int64_t smoothing_width(double span);
 // mean is over the samples that exist. Fewer than 2 samples, or a width of 1,
 // leave x unchanged. Linear in x.size() whatever the span.
 void smooth_moving_average(std::span<double> x, double span);
+// The same smoothing of x written to out (out must not overlap x; the
+// shorter of the two lengths is used).
+void smooth_moving_average(std::span<const double> x, std::span<double> out, double span);
 
 // 2 x 2 sample covariance of (x, y), column-major: {var x, cov, cov, var y}.
 // Empty input gives all NaN, one sample all 0. y is read over x's length

@@ -149,6 +149,30 @@ TEST(Median, EqualsTheMiddleOfASortedCopyBitForBit) {
   }
 }
 
+// Long inputs take the sampled bracket; uneven ones (sorted, heavy ties, NaN,
+// signed zeros, a bracket that misses) must give the same bits.
+TEST(Median, LongInputsEqualTheMiddleOfASortedCopy) {
+  std::mt19937_64 rng(7);
+  std::normal_distribution<double> normal(0.0, 1.0);
+  std::uniform_int_distribution<int> tie(-3, 3);
+  for (int shape = 0; shape < 6; ++shape) {
+    for (std::size_t n : {16384u, 20001u, 119936u}) {
+      std::vector<double> x(n);
+      for (std::size_t i = 0; i < n; ++i) {
+        switch (shape) {
+          case 0: x[i] = normal(rng); break;
+          case 1: x[i] = tie(rng) == 0 ? (i % 2 ? 0.0 : -0.0) : tie(rng); break;
+          case 2: x[i] = static_cast<double>(i); break;                     // ascending
+          case 3: x[i] = i % 50 == 0 ? kNaN : normal(rng); break;
+          case 4: x[i] = i < n / 2 + 3 ? 1.0 : normal(rng); break;          // sample misses the ties
+          default: x[i] = i % 2048 == 0 ? kNaN : -static_cast<double>(i);  // NaN only in the sample
+        }
+      }
+      ASSERT_TRUE(same_bits(zyn::median(x), median_by_sorting(x))) << "shape " << shape << " n " << n;
+    }
+  }
+}
+
 TEST(Variance, SmallSamples) {
   EXPECT_EQ(m_var(column_of({5}).get()), 0.0);
   EXPECT_EQ(m_var(column_of({1, 2, 3, 4}).get()), 1.6666666666666667);

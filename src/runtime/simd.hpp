@@ -1,0 +1,15 @@
+// Vector-width dispatch for hot loops.
+//
+// Loops whose lanes are independent sums (one correlation, one window, one
+// beat per lane) are compiled once per vector unit and the widest one the
+// processor offers is chosen when the library is loaded. Every lane still
+// performs the same IEEE additions and multiplications in the same order
+// (the build never contracts them into fused multiply-adds), so each variant
+// gives the same bits as the baseline one.
+#pragma once
+
+#if defined(__x86_64__) && defined(__ELF__)
+#define ZYN_WIDEST_VECTORS __attribute__((target_clones("avx512f", "avx2", "default")))
+#else
+#define ZYN_WIDEST_VECTORS
+#endif

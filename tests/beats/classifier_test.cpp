@@ -10,6 +10,7 @@
 #include "beats/analyze_ecg.hpp"
 #include "beats/rpeak_classifier.hpp"
 #include "beats/support.hpp"
+#include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
 #include "zynecgsolver/emxarray.h"
 
@@ -67,14 +68,11 @@ TEST(LocalPeak, HighestRiseThenNonRiseFirstOfEqual) {
   }
 }
 
-TEST(Assembly, SortsMergesDropsNonPositiveAndKeepsLabelOneOnOverlap) {
+TEST(Assembly, SortsMergesDropsNonPositiveAndSwapsLabelsOnlyAboveHalf) {
   const ClassifiedBeats r = assemble({{300, 100, kMinusInf, 100, 0}, {200, 300, -4}});
   EXPECT_EQ(r.rpeaks, (std::vector<double>{100, 200, 300}));
-  EXPECT_EQ(r.beatClass, (std::vector<double>{1, 2, 1}));
-}
-
-TEST(Assembly, LabelsSwapOnlyWhenClassTwoHoldsMoreThanHalf) {
-  EXPECT_EQ(assemble({{10, 20}, {30, 40}}).beatClass, (std::vector<double>{1, 1, 2, 2}));
+  EXPECT_EQ(r.beatClass, (std::vector<double>{1, 2, 1}));  // label 1 wins an overlap
+  EXPECT_EQ(assemble({{10, 20}, {30, 40}}).beatClass, (std::vector<double>{1, 1, 2, 2}));  // exactly half
   EXPECT_EQ(assemble({{10, 20}, {30, 40, 50}}).beatClass, (std::vector<double>{2, 2, 1, 1, 1}));
   EXPECT_EQ(assemble({{}, {30}}).beatClass, (std::vector<double>{1}));
   EXPECT_TRUE(assemble({{}, {}}).rpeaks.empty());
@@ -95,10 +93,7 @@ TEST(ShortRrFlag, ThresholdIsStrictAtPointThreeSeconds) {
   // summed intervals decides; with 10 to 28 intervals the mean of the
   // reciprocal-scaled intervals falls one unit below 0.3 and the flag is 1.)
   std::vector<double> every50, every60;
-  for (int i = 0; i < 5; ++i) {
-    every50.push_back(100.0 + 50.0 * i);
-    every60.push_back(100.0 + 60.0 * i);
-  }
+  for (int i = 0; i < 5; ++i) every50.push_back(100.0 + 50.0 * i), every60.push_back(100.0 + 60.0 * i);
   EXPECT_TRUE(rr_is_short(every50, 200.0));   // 0.25 s
   EXPECT_FALSE(rr_is_short(every60, 200.0));  // 0.3 s
   EXPECT_FALSE(rr_is_short(std::vector<double>{100.0}, 200.0));
@@ -107,14 +102,11 @@ TEST(ShortRrFlag, ThresholdIsStrictAtPointThreeSeconds) {
 }
 
 TEST(AnalysisEntry, IntegerFrontShapesAndFlag) {
-  const auto beats = beats_test::regular_beats(6000, 150, 170);
-  std::vector<double> ecg = beats_test::synthetic_ecg(6000, beats, 200.0);
+  std::vector<double> ecg = beats_test::synthetic_ecg(6000, beats_test::regular_beats(6000, 150, 170), 200.0);
   const std::vector<double> untouched = ecg;
   emxArray_real_T* in = emxCreateWrapper_real_T(ecg.data(), 6000, 1);
-  emxArray_int32_T* rpeaks = emxCreate_int32_T(0, 0);
-  emxArray_int32_T* classes = emxCreate_int32_T(0, 0);
-  const int32_T flag = m_analyze_ecg_offline_emlc(in, 200, rpeaks, classes);
-  EXPECT_EQ(flag, 0);
+  auto rpeaks = zyn::make_record<emxArray_int32_T>(2), classes = zyn::make_record<emxArray_int32_T>(2);
+  EXPECT_EQ(m_analyze_ecg_offline_emlc(in, 200, rpeaks.get(), classes.get()), 0);
   ASSERT_GT(rpeaks->size[0], 20);
   EXPECT_EQ(rpeaks->size[1], 1);
   EXPECT_EQ(classes->size[0], 1);
@@ -122,6 +114,4 @@ TEST(AnalysisEntry, IntegerFrontShapesAndFlag) {
   EXPECT_GT(rpeaks->data[0], 200);
   EXPECT_EQ(ecg, untouched);  // the caller's samples are not modified
   emxDestroyArray_real_T(in);
-  emxDestroyArray_int32_T(rpeaks);
-  emxDestroyArray_int32_T(classes);
 }

@@ -24,14 +24,8 @@ std::vector<wfdb::Annotation> beats_of(const char* record) {
 
 // Share of the times inside [from, to] with a partner within 150 ms in `other`.
 double matched_share(const std::vector<double>& times, const std::vector<double>& other, double from, double to) {
-  std::size_t inside = 0, matched = 0;
-  for (const double t : times) {
-    if (t < from || t > to) continue;
-    ++inside;
-    const auto at = std::lower_bound(other.begin(), other.end(), t - 0.150);
-    matched += at != other.end() && *at <= t + 0.150 ? 1 : 0;
-  }
-  return static_cast<double>(matched) / static_cast<double>(inside);
+  const auto inside = std::count_if(times.begin(), times.end(), [&](double t) { return t >= from && t <= to; });
+  return 1.0 - static_cast<double>(unmatched(times, other, from, to).size()) / static_cast<double>(inside);
 }
 
 // One whole-record detection; thresholds sit just below the measured figures.

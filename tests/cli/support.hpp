@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zyn::cli::testing {
 
@@ -70,5 +72,18 @@ inline CommandResult run(const std::string& command) {
 }
 
 inline std::string zynecg() { return ZYNECG_EXE; }
+
+// Beat times (s) in `found` with no partner within 150 ms in the sorted
+// `reference`, among those inside [from, to].
+inline std::vector<double> unmatched(const std::vector<double>& found, const std::vector<double>& reference,
+                                     double from, double to) {
+  std::vector<double> out;
+  for (const double t : found) {
+    if (t < from || t > to) continue;
+    const auto at = std::lower_bound(reference.begin(), reference.end(), t - 0.150);
+    if (at == reference.end() || *at > t + 0.150) out.push_back(t);
+  }
+  return out;
+}
 
 }  // namespace zyn::cli::testing

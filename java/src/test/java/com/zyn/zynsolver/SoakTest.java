@@ -46,22 +46,16 @@ class SoakTest {
           ? SOLVER.runHRV(ecg, fs, start, 10, fullScale)
           : SOLVER.runQRSDetection(ecg, fs, start, 10, fullScale);
       assertNotNull(sealed, name);
-      if (hrv) {
-        ZYNecgResults r = SealedResults.openHrv(sealed);
-        check(r.error);
-        return r + Arrays.toString(r.rpeaks) + Arrays.toString(r.extra_systoles)
-            + Arrays.toString(r.qualities) + Arrays.toString(r.ppeaks);
-      }
-      ZYNecgQrsResults r = SealedResults.openQrs(sealed);
-      check(r.error);
-      return r + Arrays.toString(r.rpeaks) + Arrays.toString(r.extra_systoles)
-          + Arrays.toString(r.qualities) + Arrays.toString(r.qrs_onsets);
-    }
-
-    private void check(int error) {
+      ZYNecgResults h = hrv ? SealedResults.openHrv(sealed) : null;
+      ZYNecgQrsResults q = hrv ? null : SealedResults.openQrs(sealed);
       if (expectedError >= 0) {
-        assertEquals(expectedError, error, name);
+        assertEquals(expectedError, hrv ? h.error : q.error, name);
       }
+      return hrv
+          ? h + Arrays.toString(h.rpeaks) + Arrays.toString(h.extra_systoles)
+              + Arrays.toString(h.qualities) + Arrays.toString(h.ppeaks)
+          : q + Arrays.toString(q.rpeaks) + Arrays.toString(q.extra_systoles)
+              + Arrays.toString(q.qualities) + Arrays.toString(q.qrs_onsets);
     }
   }
 
@@ -87,29 +81,23 @@ class SoakTest {
     for (int i = 0; i < withNaN.length; i += 97) {
       withNaN[i] = Double.NaN;
     }
+    double mv = Signals.FULL_SCALE_MV;
     return List.of(
-        new Case("qrs 60 s", false, minute, 200, 0, Signals.FULL_SCALE_MV, 0),
-        new Case("qrs 30 s fast", false, fast, 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("qrs late start", false, minute, 200, 40, Signals.FULL_SCALE_MV, -1),
-        new Case("hrv 180 s", true, threeMinutes, 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("qrs null", false, null, 200, 0, Signals.FULL_SCALE_MV, 1),
-        new Case("hrv null", true, null, 200, 0, Signals.FULL_SCALE_MV, 1),
-        new Case("qrs too short", false, Arrays.copyOf(minute, 2999), 200, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("qrs too long", false, new double[119937], 200, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("hrv too short", true, Arrays.copyOf(threeMinutes, 35999), 200, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("qrs all NaN", false, filled(12000, Double.NaN), 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("hrv all NaN", true, filled(36000, Double.NaN), 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("qrs some NaN", false, withNaN, 200, 0, Signals.FULL_SCALE_MV, -1),
+        new Case("qrs 60 s", false, minute, 200, 0, mv, 0),
+        new Case("qrs 30 s fast", false, fast, 200, 0, mv, -1),
+        new Case("qrs late start", false, minute, 200, 40, mv, -1),
+        new Case("hrv 180 s", true, threeMinutes, 200, 0, mv, -1),
+        new Case("hrv null", true, null, 200, 0, mv, 1),
+        new Case("qrs too long", false, new double[119937], 200, 0, mv, 2),
+        new Case("hrv too short", true, Arrays.copyOf(threeMinutes, 35999), 200, 0, mv, 2),
+        new Case("qrs all NaN", false, filled(12000, Double.NaN), 200, 0, mv, -1),
+        new Case("hrv all NaN", true, filled(36000, Double.NaN), 200, 0, mv, -1),
+        new Case("qrs some NaN", false, withNaN, 200, 0, mv, -1),
         new Case("qrs huge amplitude", false, scaled(minute, 1e300), 200, 0, 1e308, -1),
-        new Case("qrs infinite", false, filled(12000, Double.POSITIVE_INFINITY), 200, 0,
-            Signals.FULL_SCALE_MV, -1),
-        new Case("hrv huge amplitude", true, scaled(threeMinutes, 1e300), 200, 0,
-            Signals.FULL_SCALE_MV, -1),
-        new Case("qrs negative start", false, minute, 200, -1, Signals.FULL_SCALE_MV, 7),
-        new Case("hrv negative start", true, threeMinutes, 200, Integer.MIN_VALUE,
-            Signals.FULL_SCALE_MV, 7),
-        new Case("qrs fs 0", false, minute, 0, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("hrv fs 0", true, threeMinutes, 0, 0, Signals.FULL_SCALE_MV, 2),
+        new Case("qrs infinite", false, filled(12000, Double.POSITIVE_INFINITY), 200, 0, mv, -1),
+        new Case("hrv huge amplitude", true, scaled(threeMinutes, 1e300), 200, 0, mv, -1),
+        new Case("hrv negative start", true, threeMinutes, 200, Integer.MIN_VALUE, mv, 7),
+        new Case("qrs fs 0", false, minute, 0, 0, mv, 2),
         new Case("qrs full scale NaN", false, minute, 200, 0, Double.NaN, 7));
   }
 
@@ -175,6 +163,15 @@ class SoakTest {
     assertTrue(!c.stdout().contains("WARNING in native method"), c.stdout());
   }
 
+  static long residentKilobytes() throws Exception {
+    for (String line : java.nio.file.Files.readAllLines(java.nio.file.Path.of("/proc/self/status"))) {
+      if (line.startsWith("VmRSS:")) {
+        return Long.parseLong(line.replaceAll("[^0-9]", ""));
+      }
+    }
+    throw new IllegalStateException("no VmRSS");
+  }
+
   /** The soak itself; exits 1 on any failure. */
   public static void main(String[] args) {
     try {
@@ -200,16 +197,16 @@ class SoakTest {
       int lockstep = runLockstep(pool, cases, expected);
       runMix(pool, cases, expected, lockstep, WARM_UP_CALLS - lockstep);
       System.gc();
-      long before = ConcurrencyTest.residentKilobytes();
+      long before = residentKilobytes();
       // Resident size after each block of calls: a leak grows it block after block, while
       // the allocator's arenas settle within the first blocks.
       StringBuilder trace = new StringBuilder();
       for (int first = WARM_UP_CALLS; first < TOTAL_CALLS; first += BLOCK_CALLS) {
         runMix(pool, cases, expected, first, Math.min(BLOCK_CALLS, TOTAL_CALLS - first));
         System.gc();
-        trace.append(' ').append(ConcurrencyTest.residentKilobytes() - before);
+        trace.append(' ').append(residentKilobytes() - before);
       }
-      long after = ConcurrencyTest.residentKilobytes();
+      long after = residentKilobytes();
       System.out.println("soak: resident growth after each block of " + BLOCK_CALLS + " calls (kB):"
           + trace);
       double seconds = (System.nanoTime() - t0) / 1e9;

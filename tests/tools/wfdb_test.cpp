@@ -94,13 +94,10 @@ TEST(WfdbHeader, ParsesRecordAndSignalLinesWithCrlf) {
   EXPECT_EQ(h.numSamples, 650000);
   ASSERT_EQ(h.signals.size(), 2u);
   const SignalSpec& s = h.signals[0];
-  EXPECT_EQ(s.format, 212);
   EXPECT_TRUE(s.calibrated);
-  EXPECT_EQ(s.baseline, 1024);  // no baseline given: the ADC zero
-  EXPECT_EQ(s.adcResolution, 11);
-  EXPECT_EQ(s.initialValue, 995);
-  EXPECT_EQ(s.checksum, -22131);
-  EXPECT_EQ(s.description, "MLII");
+  // No baseline given: the ADC zero.
+  EXPECT_EQ(std::tuple(s.format, s.baseline, s.adcResolution, s.initialValue, s.checksum.value_or(0), s.description),
+            std::tuple(212, 1024, 11, 995, -22131, "MLII"));
   ASSERT_EQ(h.comments.size(), 2u);
   EXPECT_EQ(h.comments[1], "Aldomet, Inderal");
   EXPECT_EQ(find_signal(h, "V5"), 1u);
@@ -117,15 +114,10 @@ TEST(WfdbHeader, ParsesOptionalFieldForms) {
       "b.dat 212 0 12 0\n"
       "c.dat 212\n",
       "sel.hea");
-  EXPECT_EQ(h.samplingFrequency, 250.0);
-  EXPECT_EQ(h.counterFrequency, 360.0);
+  EXPECT_EQ(std::tuple(h.samplingFrequency, h.counterFrequency), std::tuple(250.0, 360.0));
   const SignalSpec& a = h.signals[0];
-  EXPECT_EQ(a.format, 16);
-  EXPECT_EQ(a.byteOffset, 24);
-  EXPECT_EQ(a.gain, 100.0);
-  EXPECT_EQ(a.baseline, -5);
-  EXPECT_EQ(a.units, "uV");
-  EXPECT_EQ(a.description, "lead with spaces");
+  EXPECT_EQ(std::tuple(a.format, a.byteOffset, a.gain, a.baseline, a.units, a.description),
+            std::tuple(16, 24, 100.0, -5, "uV", "lead with spaces"));
   // Gain 0 and a missing gain both mean uncalibrated, read at 200 units per mV.
   EXPECT_FALSE(h.signals[1].calibrated);
   EXPECT_EQ(h.signals[1].gain, 200.0);
@@ -281,12 +273,8 @@ TEST(WfdbResample, KeepsTimeAlignmentAndShapeAt200Hz) {
 TEST(WfdbRealData, Record100HeaderSignalsAndBeats) {
   if (!have_record("mitdb", "100")) GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
   const Record rec = read_record(data_dir() / "mitdb", "100");  // checksums verified
-  EXPECT_EQ(rec.header.numSamples, 650000);
-  EXPECT_EQ(rec.header.samplingFrequency, 360.0);
-  EXPECT_EQ(rec.header.signals[0].description, "MLII");
-  EXPECT_EQ(rec.header.signals[1].description, "V5");
-  EXPECT_EQ(rec.samples[0][0], 995);
-  EXPECT_EQ(rec.samples[1][0], 1011);
+  EXPECT_EQ(std::tuple(rec.header.numSamples, rec.header.signals[1].description, rec.samples[0][0], rec.samples[1][0]),
+            std::tuple(650000, "V5", 995, 1011));
   const std::vector<Annotation> ann = read_annotations(data_dir() / "mitdb" / "100.atr");
   std::map<std::string_view, int> beats;
   for (const Annotation& a : ann)
@@ -305,19 +293,16 @@ TEST(WfdbRealData, OtherLayoutsAndFormat16) {
     GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
   EXPECT_EQ(find_signal(read_header(data_dir() / "mitdb" / "114.hea"), "MLII"), 1u);
   const Record noisy = read_record(data_dir() / "nstdb", "118e00");  // format 16
-  EXPECT_EQ(noisy.header.signals[0].format, 16);
-  EXPECT_EQ(noisy.samples[0][0], -167);
-  EXPECT_EQ(noisy.header.signals[0].baseline, 1024);
+  EXPECT_EQ(std::tuple(noisy.header.signals[0].format, noisy.samples[0][0], noisy.header.signals[0].baseline),
+            std::tuple(16, -167, 1024));
   EXPECT_DOUBLE_EQ(full_scale(noisy.header.signals[0]), 10.24);
   std::size_t beats = 0;
   for (const Annotation& a : read_annotations(data_dir() / "nstdb" / "118e00.atr"))
     beats += is_beat(a.code) ? 1 : 0;
   EXPECT_EQ(beats, 2278u);
   const Header qt = read_header(data_dir() / "qtdb" / "sel100.hea");  // "250/360", "200(0)"
-  EXPECT_EQ(qt.samplingFrequency, 250.0);
-  EXPECT_EQ(qt.counterFrequency, 360.0);
-  EXPECT_EQ(qt.signals[0].baseline, 0);
-  EXPECT_EQ(qt.signals[0].adcZero, 1024);
+  EXPECT_EQ(std::tuple(qt.samplingFrequency, qt.counterFrequency, qt.signals[0].baseline, qt.signals[0].adcZero),
+            std::tuple(250.0, 360.0, 0, 1024));
 }
 
 TEST(WfdbRealData, AllArrhythmiaRecordsHoldTheQuotedBeatTotal) {

@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.concurrent.Callable;
 import java.util.concurrent.CyclicBarrier;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
@@ -101,21 +102,11 @@ class SoakTest {
         new Case("qrs full scale NaN", false, minute, 200, 0, Double.NaN, 7));
   }
 
-  /** Each case on all threads at once, LOCKSTEP_ROUNDS times; returns the number of calls. */
-  static int runLockstep(ExecutorService pool, List<Case> cases, List<String> expected)
-      throws Exception {
-    CyclicBarrier together = new CyclicBarrier(THREADS);
+  /** Runs body on every thread of the pool at once; returns the sum of what they return. */
+  static int onEveryThread(ExecutorService pool, Callable<Integer> body) throws Exception {
     List<Future<Integer>> workers = new ArrayList<>();
     for (int t = 0; t < THREADS; t++) {
-      workers.add(pool.submit(() -> {
-        for (int round = 0; round < LOCKSTEP_ROUNDS; round++) {
-          for (int k = 0; k < cases.size(); k++) {
-            together.await();
-            assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
-          }
-        }
-        return LOCKSTEP_ROUNDS * cases.size();
-      }));
+      workers.add(pool.submit(body));
     }
     int total = 0;
     for (Future<Integer> f : workers) {
@@ -124,29 +115,36 @@ class SoakTest {
     return total;
   }
 
+  /** Each case on all threads at once, LOCKSTEP_ROUNDS times; returns the number of calls. */
+  static int runLockstep(ExecutorService pool, List<Case> cases, List<String> expected)
+      throws Exception {
+    CyclicBarrier together = new CyclicBarrier(THREADS);
+    return onEveryThread(pool, () -> {
+      for (int round = 0; round < LOCKSTEP_ROUNDS; round++) {
+        for (int k = 0; k < cases.size(); k++) {
+          together.await();
+          assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
+        }
+      }
+      return LOCKSTEP_ROUNDS * cases.size();
+    });
+  }
+
   /** Runs calls first .. first + count - 1 of the mix on the pool; each call checks its result. */
   static void runMix(ExecutorService pool, List<Case> cases, List<String> expected, int first,
       int count) throws Exception {
     AtomicInteger next = new AtomicInteger(first);
     int end = first + count;
-    List<Future<Integer>> workers = new ArrayList<>();
-    for (int t = 0; t < THREADS; t++) {
-      workers.add(pool.submit(() -> {
-        int done = 0;
-        for (int call = next.getAndIncrement(); call < end; call = next.getAndIncrement()) {
-          // A fixed scattering of the cases over the calls (7 is prime to the case count).
-          int k = (int) ((call * 7L + call / cases.size()) % cases.size());
-          assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
-          done++;
-        }
-        return done;
-      }));
-    }
-    int total = 0;
-    for (Future<Integer> f : workers) {
-      total += f.get();
-    }
-    assertEquals(count, total);
+    assertEquals(count, onEveryThread(pool, () -> {
+      int done = 0;
+      for (int call = next.getAndIncrement(); call < end; call = next.getAndIncrement()) {
+        // A fixed scattering of the cases over the calls (7 is prime to the case count).
+        int k = (int) ((call * 7L + call / cases.size()) % cases.size());
+        assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
+        done++;
+      }
+      return done;
+    }));
   }
 
   @Test

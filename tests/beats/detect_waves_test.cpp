@@ -8,7 +8,7 @@
 
 #include "beats/detect_waves.hpp"
 #include "beats/rpeak_classifier.hpp"
-#include "beats/support.hpp"
+#include "common/synthetic_ecg.hpp"
 #include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
 
@@ -39,7 +39,7 @@ std::vector<int32_t> values(const emxArray_int32_T* r) {
 }  // namespace
 
 TEST(DetectWaves, RegularRhythmIsAllNormalGoodAndNotShortAlsoThroughTheCAdapter) {
-  std::vector<double> ecg = beats_test::synthetic_ecg(12000, beats_test::regular_beats(12000, 150, 170), 200.0);
+  std::vector<double> ecg = zyn::testing::synthetic_ecg(12000, 200.0, 72.0, 1);
   const zyn::WaveDetection d = zyn::detect_waves(ecg, 200, 10, 5.0);
   expect_consistent(d, ecg.size(), 200);
   EXPECT_GE(d.normalPeaks.size(), 66u);
@@ -82,7 +82,7 @@ TEST(DetectWaves, OneBeatOrNoneIsUnusable) {
 }
 
 TEST(DetectWaves, BadInputNeverCrashes) {
-  const std::vector<double> clean = beats_test::synthetic_ecg(8000, beats_test::regular_beats(8000, 150, 170), 200.0);
+  const std::vector<double> clean = zyn::testing::synthetic_ecg(8000, 200.0, 70.0, 2);
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
   std::vector<std::vector<double>> inputs = {{}, std::vector<double>(1, 1.0), std::vector<double>(12, 1.0),

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "beats/primitive_rpeaks.hpp"
-#include "beats/support.hpp"
+#include "common/synthetic_ecg.hpp"
 #include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
 #include "zynecgsolver/emxarray.h"
@@ -58,11 +58,12 @@ TEST(CoarseDetector, FlatShortOrTooSmallSignalsGiveNoPeak) {
 }
 
 TEST(CoarseDetector, FindsRegularBeatsAtTheirPeaks) {
-  const auto beats = beats_test::regular_beats(4000, 100, 160);
-  const std::vector<double> ecg = beats_test::synthetic_ecg(4000, beats, 200.0);
+  std::vector<double> rSeconds;
+  const std::vector<double> ecg = zyn::testing::synthetic_ecg(4000, 200.0, 75.0, 4, &rSeconds);
+  std::erase_if(rSeconds, [](double t) { return t * 200.0 >= 4000.0; });
   const std::vector<double> peaks = primitive_rpeaks(ecg, 200.0);
-  ASSERT_EQ(peaks.size(), beats.size());
-  for (std::size_t i = 0; i < beats.size(); ++i) EXPECT_NEAR(peaks[i], static_cast<double>(beats[i] + 1), 2.0);
+  ASSERT_EQ(peaks.size(), rSeconds.size());
+  for (std::size_t i = 0; i < peaks.size(); ++i) EXPECT_NEAR(peaks[i], rSeconds[i] * 200.0 + 1.0, 2.0);
 }
 
 // Each case: filtered signal, fs, the accepted peaks (1-based; 0 marks a rejected candidate).

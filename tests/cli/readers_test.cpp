@@ -49,18 +49,18 @@ TEST(Excerpt, BundledFilesMatchTheOriginalRecord) {
   ASSERT_EQ(excerpt.samples.size(), 216000u);
   EXPECT_TRUE(std::equal(excerpt.samples.begin(), excerpt.samples.end(), original.samples.begin()));
 
-  std::vector<wfdb::Annotation> expected;
-  for (const auto& a : wfdb::read_annotations(data_dir() / "mitdb" / "100.atr"))
-    if (a.sample < 216000) expected.push_back(a);
+  // The excerpt's annotations are the original's first ten minutes (760 beats, as the data README states).
   const auto annotations = wfdb::read_annotations(bundled / "mitdb-100-excerpt.atr");
-  ASSERT_EQ(annotations.size(), expected.size());
+  const auto whole = wfdb::read_annotations(data_dir() / "mitdb" / "100.atr");
+  ASSERT_LT(annotations.size(), whole.size());
   std::size_t beats = 0;
   for (std::size_t i = 0; i < annotations.size(); ++i) {
-    const auto& [a, e] = std::tie(annotations[i], expected[i]);
-    EXPECT_EQ(std::tie(a.sample, a.code, a.aux), std::tie(e.sample, e.code, e.aux)) << i;
-    beats += wfdb::is_beat(a.code) ? 1 : 0;
+    EXPECT_EQ(std::tie(annotations[i].sample, annotations[i].code, annotations[i].aux),
+              std::tie(whole[i].sample, whole[i].code, whole[i].aux)) << i;
+    beats += wfdb::is_beat(annotations[i].code) ? 1 : 0;
   }
-  EXPECT_EQ(beats, 760u);  // as the data README states
+  EXPECT_EQ(beats, 760u);
+  EXPECT_GE(whole[annotations.size()].sample, 216000);
 
   const Recording csv = read_recording((bundled / "mitdb-100-excerpt-200hz.csv").string(), with_fs(200));
   const auto at200 = at_analysis_rate(excerpt);

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "runtime/emx.hpp"
-#include "toolbox/real_records.hpp"
+#include "toolbox/records.hpp"
 #include "toolbox/reductions.hpp"
 #include "zynecgsolver/toolbox_reductions.h"
 

@@ -6,16 +6,14 @@
 #include <limits>
 #include <random>
 
-#include "toolbox/search_records.hpp"
+#include "toolbox/records.hpp"
 #include "toolbox/search_sort.hpp"
 #include "zynecgsolver/toolbox_search.h"
 
 namespace {
 
-using namespace search_test;
+using namespace toolbox_test;
 using Ints = std::vector<int32_t>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // 1-based positions of x in a stable sort with NaN last: a stable sort's
 // permutation is unique, whatever the algorithm behind it.

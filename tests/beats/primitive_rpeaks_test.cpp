@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "beats/primitive_rpeaks.hpp"
-#include "beats/support.hpp"
+#include "common/synthetic_ecg.hpp"
 #include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
 #include "zynecgsolver/emxarray.h"
@@ -35,19 +35,16 @@ TEST(BandPass, MatchesItsDifferenceEquationFromRest) {
 
 TEST(BandPass, CAdapterStartsFromTheGivenStateAndKeepsTheLength) {
   std::vector<double> x = {0.0, 0.0, 0.0};
-  emxArray_real_T* in = emxCreateWrapper_real_T(x.data(), 3, 1);
-  emxArray_real_T* out = emxCreate_real_T(0, 0);
+  auto in = zyn::make_record<emxArray_real_T>(1), out = zyn::make_record<emxArray_real_T>(1);
+  zyn::assign_column(in.get(), x);
   const double zi[4] = {1.0, 2.0, 3.0, 4.0};
-  m_filter(in, zi, out);
+  m_filter(in.get(), zi, out.get());
   ASSERT_EQ(out->size[0], 3);
   EXPECT_DOUBLE_EQ(out->data[0], 1.0);                        // y1 = z1
   EXPECT_DOUBLE_EQ(out->data[1], 2.0 - (-2.673578905120266));  // y2 = z2 - a1 y1
-  emxArray_real_T* none = emxCreateWrapper_real_T(x.data(), 0, 1);
-  m_filter(none, zi, out);  // an empty input only resizes
+  zyn::assign_column(in.get(), std::vector<double>{});
+  m_filter(in.get(), zi, out.get());  // an empty input only resizes
   EXPECT_EQ(out->size[0], 0);
-  emxDestroyArray_real_T(none);
-  emxDestroyArray_real_T(in);
-  emxDestroyArray_real_T(out);
 }
 
 TEST(CoarseDetector, FlatShortOrTooSmallSignalsGiveNoPeak) {
@@ -61,49 +58,37 @@ TEST(CoarseDetector, FlatShortOrTooSmallSignalsGiveNoPeak) {
 }
 
 TEST(CoarseDetector, FindsRegularBeatsAtTheirPeaks) {
-  const auto beats = beats_test::regular_beats(4000, 100, 160);
-  const std::vector<double> ecg = beats_test::synthetic_ecg(4000, beats, 200.0);
+  std::vector<double> rSeconds;
+  const std::vector<double> ecg = zyn::testing::synthetic_ecg(4000, 200.0, 75.0, 4, &rSeconds);
+  std::erase_if(rSeconds, [](double t) { return t * 200.0 >= 4000.0; });
   const std::vector<double> peaks = primitive_rpeaks(ecg, 200.0);
-  ASSERT_EQ(peaks.size(), beats.size());
-  for (std::size_t i = 0; i < beats.size(); ++i) EXPECT_NEAR(peaks[i], static_cast<double>(beats[i] + 1), 2.0);
+  ASSERT_EQ(peaks.size(), rSeconds.size());
+  for (std::size_t i = 0; i < peaks.size(); ++i) EXPECT_NEAR(peaks[i], rSeconds[i] * 200.0 + 1.0, 2.0);
 }
 
-TEST(CoarsePeakPicking, EndSamplesAreNeverPeaksAndLeaveZeros) {
-  EXPECT_EQ(pick_coarse_peaks(std::vector<double>{9, 1, 1, 1, 1}, 10.0), (std::vector<double>{0}));
-  EXPECT_EQ(pick_coarse_peaks(std::vector<double>{1, 1, 1, 1, 9}, 10.0), (std::vector<double>{0}));
-  // Two candidates, both rejected: a row of two zeros, not an empty row.
-  EXPECT_EQ(pick_coarse_peaks(std::vector<double>{9, 0, 0, 0, 0, 0, 0, 0, 9}, 10.0), (std::vector<double>(2, 0.0)));
-}
-
-TEST(CoarsePeakPicking, TiesWithinTheWindowAreNotPeaks) {
-  // w = round(0.2 * 10) = 2: the equal values 2 samples apart reject each other.
-  EXPECT_EQ(pick_coarse_peaks(std::vector<double>{0, 0, 5, 0, 5, 0, 0}, 10.0), (std::vector<double>{0, 0}));
-  // 3 samples apart they are outside each other's window: both are peaks.
-  EXPECT_EQ(pick_coarse_peaks(std::vector<double>{0, 0, 5, 0, 0, 5, 0, 0}, 10.0), (std::vector<double>{3, 6}));
-}
-
-TEST(CoarsePeakPicking, OnlyTheHigherOfTwoCloseWavesAndPeaksMoreThanWApart) {
-  // fs 250: w = 50; waves 0.15 s (37 samples) apart.
-  std::vector<double> f(400, 0.0);
-  f[100] = 4.0;
-  f[137] = 6.0;
-  f[200] = 5.0;
-  EXPECT_EQ(pick_coarse_peaks(f, 250.0), (std::vector<double>{138, 201}));
-  // fs 500: w = 100, so the wave 63 samples later is inside 138's window.
-  EXPECT_EQ(pick_coarse_peaks(f, 500.0), (std::vector<double>{138}));
-}
-
-TEST(CoarsePeakPicking, RefractorySkipStillVisitsLaterCandidates) {
-  // A broad supra-threshold hump right after an accepted peak, then a peak.
-  std::vector<double> f(60, 0.0);
-  f[10] = 10.0;
-  for (std::size_t i = 11; i < 14; ++i) f[i] = 9.0 - static_cast<double>(i - 11);
-  f[40] = 8.0;
-  EXPECT_EQ(pick_coarse_peaks(f, 20.0), (std::vector<double>{11, 41}));  // w = 4
-}
-
-TEST(CoarsePeakPicking, HalfSampleWindowRoundsAwayFromZero) {
-  // fs 2.5: 0.2 fs = 0.5 -> w = 1, so neighbours compete; at fs 2.4 w = 0.
-  EXPECT_EQ(pick_coarse_peaks(std::vector<double>{0, 5, 6, 0, 0}, 2.5), (std::vector<double>{3}));
-  EXPECT_EQ(pick_coarse_peaks(std::vector<double>{0, 5, 6, 0, 0}, 2.4), (std::vector<double>{2, 3}));
+// Each case: filtered signal, fs, the accepted peaks (1-based; 0 marks a rejected candidate).
+TEST(CoarsePeakPicking, EdgeTiesRefractorySkipAndWindowRounding) {
+  std::vector<double> close(400, 0.0), hump(60, 0.0);
+  close[100] = 4.0, close[137] = 6.0, close[200] = 5.0;  // waves 37 samples apart
+  hump[10] = 10.0, hump[11] = 9.0, hump[12] = 8.0, hump[13] = 7.0, hump[40] = 8.0;
+  const struct {
+    std::vector<double> f;
+    double fs;
+    std::vector<double> peaks;
+  } cases[] = {
+      {{9, 1, 1, 1, 1}, 10.0, {0}},  // end samples are never peaks and leave zeros
+      {{1, 1, 1, 1, 9}, 10.0, {0}},
+      {{9, 0, 0, 0, 0, 0, 0, 0, 9}, 10.0, {0, 0}},  // two rejected: two zeros, not empty
+      {{0, 0, 5, 0, 5, 0, 0}, 10.0, {0, 0}},        // w = 2: equal values 2 apart reject each other
+      {{0, 0, 5, 0, 0, 5, 0, 0}, 10.0, {3, 6}},     // 3 apart: both peaks
+      {close, 250.0, {138, 201}},                   // w = 50: only the higher of two close waves
+      {close, 500.0, {138}},                        // w = 100: the later wave is inside the window
+      {hump, 20.0, {11, 41}},                       // the refractory skip still visits later candidates
+      {{0, 5, 6, 0, 0}, 2.5, {3}},                  // 0.2 fs = 0.5 rounds away from zero: w = 1
+      {{0, 5, 6, 0, 0}, 2.4, {2, 3}},               // w = 0
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fs);
+    EXPECT_EQ(pick_coarse_peaks(c.f, c.fs), c.peaks);
+  }
 }

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "beats/signal_quality.hpp"
+#include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
-#include "zynecgsolver/emxarray.h"
 
 using zyn::beats::stretch_quality;
 using zyn::beats::window_quality;
@@ -53,14 +53,6 @@ TEST(StretchQuality, IrregularWhenRrSpreadExceedsAQuarterOfTheMean) {
   EXPECT_EQ(stretch_quality(x, B{INT32_MIN, INT32_MAX, INT32_MIN}, 5.0, 3.0), 3);
 }
 
-TEST(WindowQuality, FourSecondsOrLessAndLongerThanTheRecordingGiveOneWindow) {
-  const std::vector<double> x(60 * 200, 0.0);
-  const auto beats = every(100, 200, 11900);
-  EXPECT_EQ(window_quality(x, 200, beats, 4, 5.0), (std::vector<int32_t>{0}));
-  EXPECT_EQ(window_quality(x, 200, beats, 61, 5.0), (std::vector<int32_t>{0}));
-  EXPECT_EQ(window_quality(x, 200, beats, 5, 5.0).size(), 12u);
-}
-
 TEST(WindowQuality, WholeWindowsOnlyAndTheirOwnCodes) {
   // 35 s, 10 s windows: samples 1-2000, 2001-4000, 4001-6000; 6001-7000 unrated.
   std::vector<double> x(7000, 0.0);
@@ -73,23 +65,25 @@ TEST(WindowQuality, WholeWindowsOnlyAndTheirOwnCodes) {
   EXPECT_EQ(window_quality(x, 200, beats, 10, 5.0), (std::vector<int32_t>{0, 3, 6}));
   x[150] = 5.0;  // saturation in window 1
   EXPECT_EQ(window_quality(x, 200, beats, 10, 5.0), (std::vector<int32_t>{5, 3, 6}));
-  // The C adapter fills a column.
-  emxArray_real_T* ecg = emxCreateWrapper_real_T(x.data(), 7000, 1);
-  emxArray_int32_T* b = emxCreateWrapper_int32_T(beats.data(), static_cast<int32_t>(beats.size()), 1);
-  emxArray_int32_T* codes = emxCreate_int32_T(0, 0);
-  m_checkWindowQuality(ecg, 200, b, 10, codes, 5.0);
-  ASSERT_EQ(codes->size[0], 3);
+  // The C adapters fill a column.
+  auto ecg = zyn::make_record<emxArray_real_T>(1);
+  auto b = zyn::make_record<emxArray_int32_T>(1), codes = zyn::make_record<emxArray_int32_T>(2);
+  zyn::assign_column(ecg.get(), x);
+  zyn::assign_column(b.get(), beats);
+  m_checkWindowQuality(ecg.get(), 200, b.get(), 10, codes.get(), 5.0);
   EXPECT_EQ(codes->size[1], 1);
-  EXPECT_EQ(codes->data[0], 5);
-  EXPECT_EQ(m_checkQualityVar(ecg, b, 5.0, static_cast<double>(beats.size())), 2);
-  emxDestroyArray_real_T(ecg);
-  emxDestroyArray_int32_T(b);
-  emxDestroyArray_int32_T(codes);
+  EXPECT_EQ(std::vector<int32_t>(codes->data, codes->data + codes->size[0]), (std::vector<int32_t>{5, 3, 6}));
+  EXPECT_EQ(m_checkQualityVar(ecg.get(), b.get(), 5.0, static_cast<double>(beats.size())), 2);
 }
 
-TEST(WindowQuality, NoBeatsMeansEveryWindowIsCodedThree) {
-  const std::vector<double> x(20 * 200, 0.0);
-  EXPECT_EQ(window_quality(x, 200, {}, 10, 5.0), (std::vector<int32_t>{3, 3}));
+TEST(WindowQuality, WindowCountsAndNoBeatsCodedThree) {
+  const std::vector<double> x(60 * 200, 0.0);
+  const auto beats = every(100, 200, 11900);
+  EXPECT_EQ(window_quality(x, 200, beats, 4, 5.0), (std::vector<int32_t>{0}));   // 4 s or less: one
+  EXPECT_EQ(window_quality(x, 200, beats, 61, 5.0), (std::vector<int32_t>{0}));  // longer than the record
+  EXPECT_EQ(window_quality(x, 200, beats, 5, 5.0).size(), 12u);
+  EXPECT_EQ(window_quality(x, 200, {}, 30, 5.0), (std::vector<int32_t>{3, 3}));
   EXPECT_EQ(window_quality({}, 200, {}, 10, 5.0), (std::vector<int32_t>{3}));
   EXPECT_EQ(window_quality(x, 0, {}, 10, 5.0), (std::vector<int32_t>{3}));
+  EXPECT_EQ(window_quality(x, -200, beats, 5, 5.0).size(), 1u);
 }

@@ -71,26 +71,12 @@ TEST(BadInput, EachProblemIsNamedWithItsFile) {
             std::string::npos);
 }
 
-TEST(BadInput, TruncatedOrInconsistentWfdbRecords) {
-  ZYN_REQUIRE_MITDB();
+TEST(BadInput, TruncatedWfdbSignalFileIsNamed) {
   ScratchDir dir;
-  const auto source = source_dir() / "data";
-  std::string rec = read_text(source / "mitdb-100-excerpt.hea");
-  for (auto at = rec.find("mitdb-100-excerpt"); at != std::string::npos; at = rec.find("mitdb-100-excerpt"))
-    rec.replace(at, 17, "rec");
-  write_text(dir / "rec.hea", rec);
-  fs::copy_file(source / "mitdb-100-excerpt.dat", dir / "rec.dat");
-  fs::resize_file(dir / "rec.dat", 1000);
-  EXPECT_NE(failure_of((dir / "rec.hea").string()).find("truncated"), std::string::npos);
-
-  // A header whose checksum does not match the samples.
-  std::string header = read_text(source / "mitdb-100-excerpt.hea");
-  header.replace(header.find(" 27306 "), 7, " 12345 ");
-  write_text(dir / "sum.hea", header.replace(0, 17, "sum"));
-  fs::copy_file(source / "mitdb-100-excerpt.dat", dir / "mitdb-100-excerpt.dat");
-  const std::string message = failure_of((dir / "sum.hea").string());
-  EXPECT_EQ(message.rfind((dir / "sum.hea").string() + ": ", 0), 0u) << message;
-  EXPECT_NE(message.find("checksum"), std::string::npos) << message;
+  write_text(dir / "rec.hea", "rec 1 360 650000\nrec.dat 212 200 11 1024\n");
+  write_text(dir / "rec.dat", std::string(1000, '\0'));
+  const std::string message = failure_of((dir / "rec.hea").string());
+  EXPECT_EQ(message.rfind((dir / "rec.dat").string() + ": truncated", 0), 0u) << message;
 }
 
 TEST(BadInput, BatchGoesOnAndMarksFailuresWithoutLeavingPartialFiles) {

@@ -15,8 +15,6 @@ namespace {
 
 using namespace testing;
 
-constexpr double kMatchSeconds = 0.150;
-
 TEST(StretchPlan, CoversTheRecordingOnTheWindowGridWithOverlap) {
   std::mt19937 rng(7);
   std::uniform_int_distribution<int64_t> length(3000, 2'000'000);
@@ -72,19 +70,6 @@ TEST(StretchMerge, NoBeatIsLostOrDoubledAtABorder) {
     }
     for (std::size_t i = 1; i < stretches.size(); ++i) EXPECT_EQ(stretches[i].ownedFrom, stretches[i - 1].ownedTo);
   }
-}
-
-// Positions (s) in `found` with no partner within 150 ms in `reference`,
-// among those inside [from, to].
-std::vector<double> unmatched(const std::vector<double>& found, const std::vector<double>& reference, double from,
-                              double to) {
-  std::vector<double> out;
-  for (const double t : found) {
-    if (t < from || t > to) continue;
-    const auto at = std::lower_bound(reference.begin(), reference.end(), t - kMatchSeconds);
-    if (at == reference.end() || *at > t + kMatchSeconds) out.push_back(t);
-  }
-  return out;
 }
 
 std::vector<double> beat_seconds(const FileAnalysis& f) {

@@ -1,20 +1,20 @@
-// Helpers of the command-line tool's tests: the data folders, a scratch
-// folder removed at the end of each test, writing files, running zynecg.
+// Helpers of the command-line tool's tests: the data folders, running
+// zynecg, matching beat times.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <string>
-#include <string_view>
+#include <vector>
+
+#include "common/scratch.hpp"
 
 namespace zyn::cli::testing {
 
-namespace fs = std::filesystem;
+using namespace ::zyn::testing;
 
 inline fs::path data_dir() { return ZYN_DATA_DIR; }
 inline fs::path source_dir() { return ZYN_SOURCE_DIR; }
@@ -22,36 +22,6 @@ inline bool have_mitdb() { return fs::exists(data_dir() / "mitdb" / "100.hea"); 
 
 #define ZYN_REQUIRE_MITDB() \
   if (!::zyn::cli::testing::have_mitdb()) GTEST_SKIP() << "no MIT-BIH data in " << ZYN_DATA_DIR
-
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::random_device seed;
-    path_ = fs::temp_directory_path() / ("zynecg-test-" + std::to_string(seed()));
-    fs::create_directories(path_);
-  }
-  ~ScratchDir() {
-    std::error_code ec;
-    fs::remove_all(path_, ec);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  fs::path operator/(std::string_view name) const { return path_ / name; }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
-
-inline std::string write_text(const fs::path& path, std::string_view text) {
-  std::ofstream(path, std::ios::binary) << text;
-  return path.string();
-}
-
-inline std::string read_text(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 struct CommandResult {
   int status = -1;
@@ -70,5 +40,18 @@ inline CommandResult run(const std::string& command) {
 }
 
 inline std::string zynecg() { return ZYNECG_EXE; }
+
+// Beat times (s) in `found` with no partner within 150 ms in the sorted
+// `reference`, among those inside [from, to].
+inline std::vector<double> unmatched(const std::vector<double>& found, const std::vector<double>& reference,
+                                     double from, double to) {
+  std::vector<double> out;
+  for (const double t : found) {
+    if (t < from || t > to) continue;
+    const auto at = std::lower_bound(reference.begin(), reference.end(), t - 0.150);
+    if (at == reference.end() || *at > t + 0.150) out.push_back(t);
+  }
+  return out;
+}
 
 }  // namespace zyn::cli::testing

@@ -2,22 +2,16 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
-#include "zynecgsolver/emxarray.h"
+#include "runtime/emx.hpp"
 
 namespace hrvtest {
 
-struct IntColumnDeleter {
-  void operator()(emxArray_int32_T* r) const { emxDestroyArray_int32_T(r); }
-};
-using IntColumn = std::unique_ptr<emxArray_int32_T, IntColumnDeleter>;
-
 // An int32 column record holding a copy of values.
-inline IntColumn int_column(const std::vector<int32_t>& values) {
-  IntColumn r(emxCreate_int32_T(static_cast<int32_T>(values.size()), 1));
-  for (std::size_t i = 0; i < values.size(); ++i) r->data[i] = values[i];
+inline zyn::RecordPtr<emxArray_int32_T> int_column(const std::vector<int32_t>& values) {
+  auto r = zyn::make_record<emxArray_int32_T>(2);
+  zyn::assign_column(r.get(), values);
   return r;
 }
 

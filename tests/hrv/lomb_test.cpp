@@ -124,11 +124,8 @@ TEST(LombHelpers, ExtirpolationAndMeanVariance) {
   EXPECT_EQ(d, (std::vector<float>{-2.0F, -1.0F, 0.0F, 3.0F}));
 }
 
-TEST(LombSizing, WorkspacesFollowThePointCountAndTooSmallOnesAreRefused) {
-  EXPECT_EQ(zyn::lomb_workspace_size(512).grid, 32768u);
-  EXPECT_EQ(zyn::lomb_workspace_size(513).points, 1024u);
-  EXPECT_EQ(zyn::lomb_workspace_size(513).grid, 65536u);
-  for (uint64_t n : {2u, 512u, 513u, 100000u}) {
+TEST(LombSizing, TooSmallWorkspacesAreRefusedUntouched) {
+  for (uint64_t n : {2u, 512u, 513u, 100000u}) {  // the grid fits the workspace sized for n points
     EXPECT_EQ(zyn::lomb_grid(n - 1, 4.0F, 2.0F).frequencies, 4 * (n - 1));
     EXPECT_LE(zyn::lomb_grid(n - 1, 4.0F, 2.0F).gridSize, zyn::lomb_workspace_size(n).grid);
   }

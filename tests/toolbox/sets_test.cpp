@@ -9,17 +9,15 @@
 #include <random>
 #include <set>
 
-#include "toolbox/search_records.hpp"
+#include "toolbox/records.hpp"
 #include "toolbox/sets.hpp"
 #include "zynecgsolver/toolbox_search.h"
 
 namespace {
 
-using namespace search_test;
+using namespace toolbox_test;
 using Reals = std::vector<double>;
 using Ints = std::vector<int32_t>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // Bitwise equality (-0.0 differs from 0.0), with any NaN equal to any NaN.
 bool same_bits(const Reals& a, const Reals& b) {

@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <numbers>
-#include <random>
 #include <string>
+#include <tuple>
 
+#include "../common/scratch.hpp"
 #include "wfdb/annotations.hpp"
 #include "wfdb/error.hpp"
 #include "wfdb/header.hpp"
@@ -19,6 +19,7 @@
 
 namespace fs = std::filesystem;
 using namespace zyn::wfdb;
+using zyn::testing::ScratchDir;
 
 namespace {
 
@@ -39,24 +40,7 @@ std::string error_of(F&& f) {
   }
   return "";
 }
-
-// A scratch folder removed at the end of the test.
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::random_device seed;
-    path_ = fs::temp_directory_path() / ("zyn_wfdb_" + std::to_string(seed()));
-    fs::create_directories(path_);
-  }
-  ~ScratchDir() { fs::remove_all(path_); }
-  const fs::path& path() const { return path_; }
-  void write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path_ / name, std::ios::binary) << bytes;
-  }
-
- private:
-  fs::path path_;
-};
+#define EXPECT_ERROR(call, text) EXPECT_NE(error_of([&] { call; }).find(text), std::string::npos) << (text)
 
 std::string bytes_of(const std::vector<uint8_t>& v) { return {v.begin(), v.end()}; }
 
@@ -110,16 +94,10 @@ TEST(WfdbHeader, ParsesRecordAndSignalLinesWithCrlf) {
   EXPECT_EQ(h.numSamples, 650000);
   ASSERT_EQ(h.signals.size(), 2u);
   const SignalSpec& s = h.signals[0];
-  EXPECT_EQ(s.fileName, "100.dat");
-  EXPECT_EQ(s.format, 212);
-  EXPECT_EQ(s.gain, 200.0);
   EXPECT_TRUE(s.calibrated);
-  EXPECT_EQ(s.baseline, 1024);  // no baseline given: the ADC zero
-  EXPECT_EQ(s.adcResolution, 11);
-  EXPECT_EQ(s.initialValue, 995);
-  EXPECT_EQ(s.checksum, -22131);
-  EXPECT_EQ(s.description, "MLII");
-  EXPECT_EQ(h.signals[1].description, "V5");
+  // No baseline given: the ADC zero.
+  EXPECT_EQ(std::tuple(s.format, s.baseline, s.adcResolution, s.initialValue, s.checksum.value_or(0), s.description),
+            std::tuple(212, 1024, 11, 995, -22131, "MLII"));
   ASSERT_EQ(h.comments.size(), 2u);
   EXPECT_EQ(h.comments[1], "Aldomet, Inderal");
   EXPECT_EQ(find_signal(h, "V5"), 1u);
@@ -136,15 +114,10 @@ TEST(WfdbHeader, ParsesOptionalFieldForms) {
       "b.dat 212 0 12 0\n"
       "c.dat 212\n",
       "sel.hea");
-  EXPECT_EQ(h.samplingFrequency, 250.0);
-  EXPECT_EQ(h.counterFrequency, 360.0);
+  EXPECT_EQ(std::tuple(h.samplingFrequency, h.counterFrequency), std::tuple(250.0, 360.0));
   const SignalSpec& a = h.signals[0];
-  EXPECT_EQ(a.format, 16);
-  EXPECT_EQ(a.byteOffset, 24);
-  EXPECT_EQ(a.gain, 100.0);
-  EXPECT_EQ(a.baseline, -5);
-  EXPECT_EQ(a.units, "uV");
-  EXPECT_EQ(a.description, "lead with spaces");
+  EXPECT_EQ(std::tuple(a.format, a.byteOffset, a.gain, a.baseline, a.units, a.description),
+            std::tuple(16, 24, 100.0, -5, "uV", "lead with spaces"));
   // Gain 0 and a missing gain both mean uncalibrated, read at 200 units per mV.
   EXPECT_FALSE(h.signals[1].calibrated);
   EXPECT_EQ(h.signals[1].gain, 200.0);
@@ -156,26 +129,16 @@ TEST(WfdbHeader, ParsesOptionalFieldForms) {
 }
 
 TEST(WfdbHeader, RejectsInconsistentHeadersNamingFileAndLine) {
-  EXPECT_NE(error_of([] { parse_header("r 2 360 10\nr.dat 212 200 11 0 0 0 0 I\n", "r.hea"); })
-                .find("announces 2 signals but 1"),
-            std::string::npos);
-  EXPECT_NE(error_of([] {
-              parse_header("r 1 360 10\nr.dat 212\nr.dat 212\n", "r.hea");
-            }).find("r.hea: line 3: more signal lines"),
-            std::string::npos);
-  EXPECT_NE(error_of([] { parse_header("r 1 36O 10\nr.dat 212\n", "r.hea"); })
-                .find("bad sampling frequency '36O'"),
-            std::string::npos);
-  EXPECT_NE(error_of([] { parse_header("r 1 360 10\nr.dat 212 200(0 11\n", "r.hea"); })
-                .find("unbalanced baseline"),
-            std::string::npos);
-  EXPECT_NE(error_of([] { parse_header("r/3 1 360 10\n", "r.hea"); }).find("multi-segment"),
-            std::string::npos);
-  EXPECT_NE(error_of([] { parse_header("r 1 0 10\nr.dat 212\n", "r.hea"); }).find("positive"),
-            std::string::npos);
-  EXPECT_NE(error_of([] { parse_header("# only a comment\r\n\r\n", "r.hea"); })
-                .find("r.hea: no record line"),
-            std::string::npos);
+  const std::pair<const char*, const char*> cases[] = {
+      {"r 2 360 10\nr.dat 212 200 11 0 0 0 0 I\n", "announces 2 signals but 1"},
+      {"r 1 360 10\nr.dat 212\nr.dat 212\n", "r.hea: line 3: more signal lines"},
+      {"r 1 36O 10\nr.dat 212\n", "bad sampling frequency '36O'"},
+      {"r 1 360 10\nr.dat 212 200(0 11\n", "unbalanced baseline"},
+      {"r/3 1 360 10\n", "multi-segment"},
+      {"r 1 0 10\nr.dat 212\n", "positive"},
+      {"# only a comment\r\n\r\n", "r.hea: no record line"},
+  };
+  for (const auto& [text, problem] : cases) EXPECT_ERROR(parse_header(text, "r.hea"), problem);
 }
 
 TEST(WfdbFormats, Decodes212PairsAndOddTail) {
@@ -215,8 +178,7 @@ TEST(WfdbRecord, ReadsInterleavedSignalsOfBothFormatsAndChecksThem) {
 
   // A wrong checksum is an inconsistency between header and data.
   dir.write("r.hea", "r 1 360 5\nw.dat 16 200 16 0 30000 1 0 X\n");
-  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("checksum of signal 0 (X)"),
-            std::string::npos);
+  EXPECT_ERROR(read_record(dir.path(), "r"), "checksum of signal 0 (X)");
   EXPECT_NO_THROW(read_record(dir.path(), "r", ReadOptions{.verifyChecksums = false}));
 
   // Without a sample count, the file size decides it.
@@ -226,26 +188,22 @@ TEST(WfdbRecord, ReadsInterleavedSignalsOfBothFormatsAndChecksThem) {
 
 TEST(WfdbRecord, ReportsMissingAndTruncatedFiles) {
   ScratchDir dir;
-  EXPECT_NE(error_of([&] { read_record(dir.path(), "none"); }).find("none.hea: cannot open file"),
-            std::string::npos);
+  EXPECT_ERROR(read_record(dir.path(), "none"), "none.hea: cannot open file");
   dir.write("r.hea", "r 2 360 650000\nr.dat 212 200 11 1024\nr.dat 212 200 11 1024\n");
-  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("r.dat: cannot open file"),
-            std::string::npos);
+  EXPECT_ERROR(read_record(dir.path(), "r"), "r.dat: cannot open file");
   dir.write("r.dat", std::string(1000, '\0'));
-  const std::string message = error_of([&] { read_record(dir.path(), "r"); });
-  EXPECT_NE(message.find("r.dat: truncated"), std::string::npos);
-  EXPECT_NE(message.find("need 1950000 bytes, file has 1000"), std::string::npos);
+  EXPECT_ERROR(read_record(dir.path(), "r"), "need 1950000 bytes, file has 1000");
   // Found by fuzzing: 2^62 samples of two signals wrapped the byte count to
   // zero and the reader tried to decode 2^63 values.
-  dir.write("r.hea", "r 2 360 4611686018427387904\nr.dat 16 200\nr.dat 16 200\n");
-  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("need more than 2^63 bytes"),
-            std::string::npos);
-  dir.write("r.hea", "r 3 360 3074457345618258603\nr.dat 212 200\nr.dat 212 200\nr.dat 212 200\n");
-  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("r.dat: truncated"),
-            std::string::npos);
-  dir.write("r.hea", "r 1 360 5\nr.dat 310\n");
-  EXPECT_NE(error_of([&] { read_record(dir.path(), "r"); }).find("format 310"),
-            std::string::npos);
+  const std::pair<const char*, const char*> cases[] = {
+      {"r 2 360 4611686018427387904\nr.dat 16 200\nr.dat 16 200\n", "need more than 2^63 bytes"},
+      {"r 3 360 3074457345618258603\nr.dat 212 200\nr.dat 212 200\nr.dat 212 200\n", "r.dat: truncated"},
+      {"r 1 360 5\nr.dat 310\n", "format 310"},
+  };
+  for (const auto& [header, problem] : cases) {
+    dir.write("r.hea", header);
+    EXPECT_ERROR(read_record(dir.path(), "r"), problem);
+  }
 }
 
 TEST(WfdbAnnotations, DecodesAllWordKinds) {
@@ -269,12 +227,8 @@ TEST(WfdbAnnotations, DecodesAllWordKinds) {
   EXPECT_EQ(a[1].sample, 70105);
   EXPECT_EQ(annotation_symbol(a[1].code), "+");
   EXPECT_EQ(a[1].aux, "(AFIB");
-  EXPECT_EQ(a[1].channel, 1);
-  EXPECT_EQ(a[1].num, 7);
   EXPECT_EQ(a[2].sample, 70105);
-  EXPECT_EQ(a[2].channel, 1);
-  EXPECT_EQ(a[2].num, 7);
-  EXPECT_EQ(a[2].subtype, 0);
+  EXPECT_EQ(std::tuple(a[2].channel, a[2].num, a[2].subtype), std::tuple(1, 7, 0));  // carried over
   EXPECT_EQ(a[3].code, 0);
   EXPECT_TRUE(is_beat(a[2].code));
   EXPECT_FALSE(is_beat(a[1].code));
@@ -282,23 +236,17 @@ TEST(WfdbAnnotations, DecodesAllWordKinds) {
 }
 
 TEST(WfdbAnnotations, RejectsTruncatedAndMalformedFiles) {
-  std::vector<uint8_t> b;
+  std::vector<uint8_t> b, aux, orphan;
   put_word(b, 1, 10);
-  EXPECT_NE(error_of([&] { parse_annotations(b, "t.atr"); }).find("t.atr: no end-of-file marker"),
-            std::string::npos);
+  EXPECT_ERROR(parse_annotations(b, "t.atr"), "t.atr: no end-of-file marker");
   b.push_back(0x05);  // half a word
-  EXPECT_NE(error_of([&] { parse_annotations(b, "t.atr"); }).find("inside annotation word"),
-            std::string::npos);
-  std::vector<uint8_t> aux;
+  EXPECT_ERROR(parse_annotations(b, "t.atr"), "inside annotation word");
   put_word(aux, 1, 10);
   put_word(aux, 63, 8);
   aux.insert(aux.end(), {'a', 'b'});
-  EXPECT_NE(error_of([&] { parse_annotations(aux, "t.atr"); }).find("auxiliary text"),
-            std::string::npos);
-  std::vector<uint8_t> orphan;
+  EXPECT_ERROR(parse_annotations(aux, "t.atr"), "auxiliary text");
   put_word(orphan, 61, 1);
-  EXPECT_NE(error_of([&] { parse_annotations(orphan, "t.atr"); }).find("before any annotation"),
-            std::string::npos);
+  EXPECT_ERROR(parse_annotations(orphan, "t.atr"), "before any annotation");
 }
 
 TEST(WfdbResample, KeepsTimeAlignmentAndShapeAt200Hz) {
@@ -325,12 +273,8 @@ TEST(WfdbResample, KeepsTimeAlignmentAndShapeAt200Hz) {
 TEST(WfdbRealData, Record100HeaderSignalsAndBeats) {
   if (!have_record("mitdb", "100")) GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
   const Record rec = read_record(data_dir() / "mitdb", "100");  // checksums verified
-  EXPECT_EQ(rec.header.numSamples, 650000);
-  EXPECT_EQ(rec.header.samplingFrequency, 360.0);
-  EXPECT_EQ(rec.header.signals[0].description, "MLII");
-  EXPECT_EQ(rec.header.signals[1].description, "V5");
-  EXPECT_EQ(rec.samples[0][0], 995);
-  EXPECT_EQ(rec.samples[1][0], 1011);
+  EXPECT_EQ(std::tuple(rec.header.numSamples, rec.header.signals[1].description, rec.samples[0][0], rec.samples[1][0]),
+            std::tuple(650000, "V5", 995, 1011));
   const std::vector<Annotation> ann = read_annotations(data_dir() / "mitdb" / "100.atr");
   std::map<std::string_view, int> beats;
   for (const Annotation& a : ann)
@@ -349,19 +293,16 @@ TEST(WfdbRealData, OtherLayoutsAndFormat16) {
     GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
   EXPECT_EQ(find_signal(read_header(data_dir() / "mitdb" / "114.hea"), "MLII"), 1u);
   const Record noisy = read_record(data_dir() / "nstdb", "118e00");  // format 16
-  EXPECT_EQ(noisy.header.signals[0].format, 16);
-  EXPECT_EQ(noisy.samples[0][0], -167);
-  EXPECT_EQ(noisy.header.signals[0].baseline, 1024);
+  EXPECT_EQ(std::tuple(noisy.header.signals[0].format, noisy.samples[0][0], noisy.header.signals[0].baseline),
+            std::tuple(16, -167, 1024));
   EXPECT_DOUBLE_EQ(full_scale(noisy.header.signals[0]), 10.24);
   std::size_t beats = 0;
   for (const Annotation& a : read_annotations(data_dir() / "nstdb" / "118e00.atr"))
     beats += is_beat(a.code) ? 1 : 0;
   EXPECT_EQ(beats, 2278u);
   const Header qt = read_header(data_dir() / "qtdb" / "sel100.hea");  // "250/360", "200(0)"
-  EXPECT_EQ(qt.samplingFrequency, 250.0);
-  EXPECT_EQ(qt.counterFrequency, 360.0);
-  EXPECT_EQ(qt.signals[0].baseline, 0);
-  EXPECT_EQ(qt.signals[0].adcZero, 1024);
+  EXPECT_EQ(std::tuple(qt.samplingFrequency, qt.counterFrequency, qt.signals[0].baseline, qt.signals[0].adcZero),
+            std::tuple(250.0, 360.0, 0, 1024));
 }
 
 TEST(WfdbRealData, AllArrhythmiaRecordsHoldTheQuotedBeatTotal) {

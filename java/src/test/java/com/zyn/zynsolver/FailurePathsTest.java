@@ -4,15 +4,12 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import java.io.IOException;
 import java.io.InputStream;
 import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.StandardCopyOption;
 import java.util.ArrayList;
-import java.util.Enumeration;
 import java.util.List;
 import java.util.Set;
 import java.util.concurrent.TimeUnit;
@@ -34,32 +31,16 @@ class FailurePathsTest {
     return Path.of(c.getProtectionDomain().getCodeSource().getLocation().toURI());
   }
 
-  /** Copies the package's classes into a folder, leaving out the named ones. */
+  /** Copies the package's classes (from its jar) into a folder, leaving out the named ones. */
   static Path packageWithout(Path target, Set<String> leftOut) throws Exception {
-    Path source = codeSourceOf(NativeZYNecgSolver.class);
-    if (Files.isDirectory(source)) {
-      try (var files = Files.walk(source)) {
-        for (Path p : (Iterable<Path>) files::iterator) {
-          String name = source.relativize(p).toString();
-          if (Files.isRegularFile(p) && !leftOut.contains(name)) {
-            Files.createDirectories(target.resolve(name).getParent());
-            Files.copy(p, target.resolve(name));
+    try (JarFile jar = new JarFile(codeSourceOf(NativeZYNecgSolver.class).toFile())) {
+      for (JarEntry e : java.util.Collections.list(jar.entries())) {
+        if (e.getName().endsWith(".class") && !leftOut.contains(e.getName())) {
+          Path out = target.resolve(e.getName());
+          Files.createDirectories(out.getParent());
+          try (InputStream in = jar.getInputStream(e)) {
+            Files.copy(in, out);
           }
-        }
-      }
-      return target;
-    }
-    try (JarFile jar = new JarFile(source.toFile())) {
-      Enumeration<JarEntry> entries = jar.entries();
-      while (entries.hasMoreElements()) {
-        JarEntry e = entries.nextElement();
-        if (e.isDirectory() || !e.getName().endsWith(".class") || leftOut.contains(e.getName())) {
-          continue;
-        }
-        Path out = target.resolve(e.getName());
-        Files.createDirectories(out.getParent());
-        try (InputStream in = jar.getInputStream(e)) {
-          Files.copy(in, out, StandardCopyOption.REPLACE_EXISTING);
         }
       }
     }
@@ -68,26 +49,17 @@ class FailurePathsTest {
 
   record Child(int exitCode, String stdout) {}
 
-  static Child runChild(Path mainClasses, List<String> extraOptions) throws Exception {
-    List<String> options = new ArrayList<>(List.of("-Xmx256m"));
-    options.addAll(extraOptions);
-    return runChild(mainClasses, options, FailurePathChild.class.getName());
-  }
-
   static Child runChild(Path mainClasses, List<String> extraOptions, String mainClass)
       throws Exception {
-    String javaExecutable = Path.of(System.getProperty("java.home"), "bin", "java").toString();
-    List<String> command = new ArrayList<>();
-    command.add(javaExecutable);
-    command.add("-Xcheck:jni");
-    command.add("-D" + NativeZYNecgSolver.LIBRARY_PATH_PROPERTY + "="
-        + System.getProperty(NativeZYNecgSolver.LIBRARY_PATH_PROPERTY, ""));
+    List<String> command = new ArrayList<>(List.of(
+        Path.of(System.getProperty("java.home"), "bin", "java").toString(), "-Xcheck:jni",
+        "-D" + NativeZYNecgSolver.LIBRARY_PATH_PROPERTY + "="
+            + System.getProperty(NativeZYNecgSolver.LIBRARY_PATH_PROPERTY, "")));
     command.addAll(extraOptions);
-    command.add("-cp");
     // The package under test, the test classes, and JUnit's assertions (used by the soak).
-    command.add(mainClasses + java.io.File.pathSeparator + codeSourceOf(FailurePathChild.class)
-        + java.io.File.pathSeparator + codeSourceOf(org.junit.jupiter.api.Assertions.class));
-    command.add(mainClass);
+    command.addAll(List.of("-cp", mainClasses + java.io.File.pathSeparator
+        + codeSourceOf(FailurePathChild.class) + java.io.File.pathSeparator
+        + codeSourceOf(org.junit.jupiter.api.Assertions.class), mainClass));
     Process p = new ProcessBuilder(command).redirectErrorStream(true).start();
     byte[] out = p.getInputStream().readAllBytes();
     assertTrue(p.waitFor(600, TimeUnit.SECONDS), "child JVM finished");
@@ -102,6 +74,14 @@ class FailurePathsTest {
     assertFalse(c.stdout().contains("WARNING in native method"), c.stdout());
   }
 
+  static Child runFailureChild(Path mainClasses, String... options) throws Exception {
+    List<String> all = new ArrayList<>(List.of("-Xmx256m"));
+    all.addAll(List.of(options));
+    Child c = runChild(mainClasses, all, FailurePathChild.class.getName());
+    assertLivedOn(c);
+    return c;
+  }
+
   static List<String> lines(Child c) {
     return c.stdout().lines().toList();
   }
@@ -110,8 +90,7 @@ class FailurePathsTest {
   void missingResultsClassesPrintTheirMessageAndReturnNull(@TempDir Path dir) throws Exception {
     Path classes = packageWithout(dir.resolve("classes"), Set.of(
         PACKAGE_PATH + "ZYNecgQrsResults.class", PACKAGE_PATH + "ZYNecgResults.class"));
-    Child c = runChild(classes, List.of());
-    assertLivedOn(c);
+    Child c = runFailureChild(classes);
     List<String> out = lines(c);
     int qrsMessage = out.indexOf("*** ERROR: Could not find ZYNecgQrsResultsClass.");
     int hrvMessage = out.indexOf("*** ERROR: Could not find ZYNecgResultsClass.");
@@ -126,9 +105,8 @@ class FailurePathsTest {
     // message digests, signatures and random numbers but no cipher.
     Path security = dir.resolve("no-aes.security");
     Files.writeString(security, "security.provider.1=SUN\n");
-    Child c = runChild(codeSourceOf(NativeZYNecgSolver.class),
-        List.of("-Djava.security.properties==" + security));
-    assertLivedOn(c);
+    Child c = runFailureChild(codeSourceOf(NativeZYNecgSolver.class),
+        "-Djava.security.properties==" + security);
     List<String> out = lines(c);
     int qrsMessage = out.indexOf("*** ERROR generating the Cipher Object");
     assertTrue(qrsMessage >= 0, c.stdout());
@@ -138,9 +116,8 @@ class FailurePathsTest {
   }
 
   @Test
-  void theUnmodifiedPackageSealsInAChildJvmToo(@TempDir Path dir) throws IOException, Exception {
-    Child c = runChild(packageWithout(dir.resolve("classes"), Set.of()), List.of());
-    assertLivedOn(c);
+  void theUnmodifiedPackageSealsInAChildJvmToo(@TempDir Path dir) throws Exception {
+    Child c = runFailureChild(packageWithout(dir.resolve("classes"), Set.of()));
     assertTrue(lines(c).contains("qrs=javax.crypto.SealedObject"), c.stdout());
     assertTrue(lines(c).contains("hrv=javax.crypto.SealedObject"), c.stdout());
   }

@@ -58,32 +58,33 @@ class ReferenceTest {
         field + ": " + expected + " vs " + actual);
   }
 
+  /** Error, rates, peaks and qualities, the fields both analyses share. */
+  private static void compareCommon(Map<String, String[]> ref, int error, double hr, double hrMean,
+      int[] rpeaks, int[] extraSystoles, int[] qualities) {
+    assertEquals(Integer.parseInt(ref.get("error")[0]), error);
+    assertSameBits(Double.parseDouble(ref.get("hr")[0]), hr, "hr");
+    assertSameBits(Double.parseDouble(ref.get("hr_mean")[0]), hrMean, "hr_mean");
+    assertArrayEquals(ints(ref.get("rpeaks")), rpeaks);
+    assertArrayEquals(ints(ref.get("extra_systoles")), extraSystoles);
+    assertArrayEquals(ints(ref.get("qualities")), qualities);
+  }
+
   private void compareQrs(double[] ecg, int start, double fullScale) throws Exception {
     Map<String, String[]> ref = reference("qrs", ecg, 200, start, 10, fullScale);
     ZYNecgQrsResults q = SealedResults.openQrs(SOLVER.runQRSDetection(ecg, 200, start, 10, fullScale));
-    assertEquals(Integer.parseInt(ref.get("error")[0]), q.error);
-    assertSameBits(Double.parseDouble(ref.get("hr")[0]), q.hr, "hr");
-    assertSameBits(Double.parseDouble(ref.get("hr_mean")[0]), q.hr_mean, "hr_mean");
-    assertArrayEquals(ints(ref.get("rpeaks")), q.rpeaks);
-    assertArrayEquals(ints(ref.get("extra_systoles")), q.extra_systoles);
-    assertArrayEquals(ints(ref.get("qualities")), q.qualities);
+    compareCommon(ref, q.error, q.hr, q.hr_mean, q.rpeaks, q.extra_systoles, q.qualities);
   }
 
   private void compareHrv(double[] ecg, int start, double fullScale) throws Exception {
     Map<String, String[]> ref = reference("hrv", ecg, 200, start, 10, fullScale);
     ZYNecgResults h = SealedResults.openHrv(SOLVER.runHRV(ecg, 200, start, 10, fullScale));
-    assertEquals(Integer.parseInt(ref.get("error")[0]), h.error);
-    assertSameBits(Double.parseDouble(ref.get("hr")[0]), h.hr, "hr");
-    assertSameBits(Double.parseDouble(ref.get("hr_mean")[0]), h.hr_mean, "hr_mean");
+    compareCommon(ref, h.error, h.hr, h.hr_mean, h.rpeaks, h.extra_systoles, h.qualities);
     double[] statistics = {h.nn_rr, h.avnn, h.sdnn, h.sdann, h.sdnnidx, h.rmssd, h.pnn50,
         h.tot_pwr, h.ulf_pwr, h.vlf_pwr, h.lf_pwr, h.hf_pwr, h.lf_hf};
     double[] expected = doubles(ref.get("statistics"));
     for (int i = 0; i < statistics.length; i++) {
       assertSameBits(expected[i], statistics[i], "statistic " + i);
     }
-    assertArrayEquals(ints(ref.get("rpeaks")), h.rpeaks);
-    assertArrayEquals(ints(ref.get("extra_systoles")), h.extra_systoles);
-    assertArrayEquals(ints(ref.get("qualities")), h.qualities);
   }
 
   @Test

@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.concurrent.Callable;
 import java.util.concurrent.CyclicBarrier;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
@@ -46,22 +47,16 @@ class SoakTest {
           ? SOLVER.runHRV(ecg, fs, start, 10, fullScale)
           : SOLVER.runQRSDetection(ecg, fs, start, 10, fullScale);
       assertNotNull(sealed, name);
-      if (hrv) {
-        ZYNecgResults r = SealedResults.openHrv(sealed);
-        check(r.error);
-        return r + Arrays.toString(r.rpeaks) + Arrays.toString(r.extra_systoles)
-            + Arrays.toString(r.qualities) + Arrays.toString(r.ppeaks);
-      }
-      ZYNecgQrsResults r = SealedResults.openQrs(sealed);
-      check(r.error);
-      return r + Arrays.toString(r.rpeaks) + Arrays.toString(r.extra_systoles)
-          + Arrays.toString(r.qualities) + Arrays.toString(r.qrs_onsets);
-    }
-
-    private void check(int error) {
+      ZYNecgResults h = hrv ? SealedResults.openHrv(sealed) : null;
+      ZYNecgQrsResults q = hrv ? null : SealedResults.openQrs(sealed);
       if (expectedError >= 0) {
-        assertEquals(expectedError, error, name);
+        assertEquals(expectedError, hrv ? h.error : q.error, name);
       }
+      return hrv
+          ? h + Arrays.toString(h.rpeaks) + Arrays.toString(h.extra_systoles)
+              + Arrays.toString(h.qualities) + Arrays.toString(h.ppeaks)
+          : q + Arrays.toString(q.rpeaks) + Arrays.toString(q.extra_systoles)
+              + Arrays.toString(q.qualities) + Arrays.toString(q.qrs_onsets);
     }
   }
 
@@ -87,47 +82,31 @@ class SoakTest {
     for (int i = 0; i < withNaN.length; i += 97) {
       withNaN[i] = Double.NaN;
     }
+    double mv = Signals.FULL_SCALE_MV;
     return List.of(
-        new Case("qrs 60 s", false, minute, 200, 0, Signals.FULL_SCALE_MV, 0),
-        new Case("qrs 30 s fast", false, fast, 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("qrs late start", false, minute, 200, 40, Signals.FULL_SCALE_MV, -1),
-        new Case("hrv 180 s", true, threeMinutes, 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("qrs null", false, null, 200, 0, Signals.FULL_SCALE_MV, 1),
-        new Case("hrv null", true, null, 200, 0, Signals.FULL_SCALE_MV, 1),
-        new Case("qrs too short", false, Arrays.copyOf(minute, 2999), 200, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("qrs too long", false, new double[119937], 200, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("hrv too short", true, Arrays.copyOf(threeMinutes, 35999), 200, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("qrs all NaN", false, filled(12000, Double.NaN), 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("hrv all NaN", true, filled(36000, Double.NaN), 200, 0, Signals.FULL_SCALE_MV, -1),
-        new Case("qrs some NaN", false, withNaN, 200, 0, Signals.FULL_SCALE_MV, -1),
+        new Case("qrs 60 s", false, minute, 200, 0, mv, 0),
+        new Case("qrs 30 s fast", false, fast, 200, 0, mv, -1),
+        new Case("qrs late start", false, minute, 200, 40, mv, -1),
+        new Case("hrv 180 s", true, threeMinutes, 200, 0, mv, -1),
+        new Case("hrv null", true, null, 200, 0, mv, 1),
+        new Case("qrs too long", false, new double[119937], 200, 0, mv, 2),
+        new Case("hrv too short", true, Arrays.copyOf(threeMinutes, 35999), 200, 0, mv, 2),
+        new Case("qrs all NaN", false, filled(12000, Double.NaN), 200, 0, mv, -1),
+        new Case("hrv all NaN", true, filled(36000, Double.NaN), 200, 0, mv, -1),
+        new Case("qrs some NaN", false, withNaN, 200, 0, mv, -1),
         new Case("qrs huge amplitude", false, scaled(minute, 1e300), 200, 0, 1e308, -1),
-        new Case("qrs infinite", false, filled(12000, Double.POSITIVE_INFINITY), 200, 0,
-            Signals.FULL_SCALE_MV, -1),
-        new Case("hrv huge amplitude", true, scaled(threeMinutes, 1e300), 200, 0,
-            Signals.FULL_SCALE_MV, -1),
-        new Case("qrs negative start", false, minute, 200, -1, Signals.FULL_SCALE_MV, 7),
-        new Case("hrv negative start", true, threeMinutes, 200, Integer.MIN_VALUE,
-            Signals.FULL_SCALE_MV, 7),
-        new Case("qrs fs 0", false, minute, 0, 0, Signals.FULL_SCALE_MV, 2),
-        new Case("hrv fs 0", true, threeMinutes, 0, 0, Signals.FULL_SCALE_MV, 2),
+        new Case("qrs infinite", false, filled(12000, Double.POSITIVE_INFINITY), 200, 0, mv, -1),
+        new Case("hrv huge amplitude", true, scaled(threeMinutes, 1e300), 200, 0, mv, -1),
+        new Case("hrv negative start", true, threeMinutes, 200, Integer.MIN_VALUE, mv, 7),
+        new Case("qrs fs 0", false, minute, 0, 0, mv, 2),
         new Case("qrs full scale NaN", false, minute, 200, 0, Double.NaN, 7));
   }
 
-  /** Each case on all threads at once, LOCKSTEP_ROUNDS times; returns the number of calls. */
-  static int runLockstep(ExecutorService pool, List<Case> cases, List<String> expected)
-      throws Exception {
-    CyclicBarrier together = new CyclicBarrier(THREADS);
+  /** Runs body on every thread of the pool at once; returns the sum of what they return. */
+  static int onEveryThread(ExecutorService pool, Callable<Integer> body) throws Exception {
     List<Future<Integer>> workers = new ArrayList<>();
     for (int t = 0; t < THREADS; t++) {
-      workers.add(pool.submit(() -> {
-        for (int round = 0; round < LOCKSTEP_ROUNDS; round++) {
-          for (int k = 0; k < cases.size(); k++) {
-            together.await();
-            assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
-          }
-        }
-        return LOCKSTEP_ROUNDS * cases.size();
-      }));
+      workers.add(pool.submit(body));
     }
     int total = 0;
     for (Future<Integer> f : workers) {
@@ -136,29 +115,36 @@ class SoakTest {
     return total;
   }
 
+  /** Each case on all threads at once, LOCKSTEP_ROUNDS times; returns the number of calls. */
+  static int runLockstep(ExecutorService pool, List<Case> cases, List<String> expected)
+      throws Exception {
+    CyclicBarrier together = new CyclicBarrier(THREADS);
+    return onEveryThread(pool, () -> {
+      for (int round = 0; round < LOCKSTEP_ROUNDS; round++) {
+        for (int k = 0; k < cases.size(); k++) {
+          together.await();
+          assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
+        }
+      }
+      return LOCKSTEP_ROUNDS * cases.size();
+    });
+  }
+
   /** Runs calls first .. first + count - 1 of the mix on the pool; each call checks its result. */
   static void runMix(ExecutorService pool, List<Case> cases, List<String> expected, int first,
       int count) throws Exception {
     AtomicInteger next = new AtomicInteger(first);
     int end = first + count;
-    List<Future<Integer>> workers = new ArrayList<>();
-    for (int t = 0; t < THREADS; t++) {
-      workers.add(pool.submit(() -> {
-        int done = 0;
-        for (int call = next.getAndIncrement(); call < end; call = next.getAndIncrement()) {
-          // A fixed scattering of the cases over the calls (7 is prime to the case count).
-          int k = (int) ((call * 7L + call / cases.size()) % cases.size());
-          assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
-          done++;
-        }
-        return done;
-      }));
-    }
-    int total = 0;
-    for (Future<Integer> f : workers) {
-      total += f.get();
-    }
-    assertEquals(count, total);
+    assertEquals(count, onEveryThread(pool, () -> {
+      int done = 0;
+      for (int call = next.getAndIncrement(); call < end; call = next.getAndIncrement()) {
+        // A fixed scattering of the cases over the calls (7 is prime to the case count).
+        int k = (int) ((call * 7L + call / cases.size()) % cases.size());
+        assertEquals(expected.get(k), cases.get(k).run(), cases.get(k).name());
+        done++;
+      }
+      return done;
+    }));
   }
 
   @Test
@@ -173,6 +159,15 @@ class SoakTest {
     assertEquals(0, c.exitCode(), c.stdout());
     assertTrue(c.stdout().contains("soak passed"), c.stdout());
     assertTrue(!c.stdout().contains("WARNING in native method"), c.stdout());
+  }
+
+  static long residentKilobytes() throws Exception {
+    for (String line : java.nio.file.Files.readAllLines(java.nio.file.Path.of("/proc/self/status"))) {
+      if (line.startsWith("VmRSS:")) {
+        return Long.parseLong(line.replaceAll("[^0-9]", ""));
+      }
+    }
+    throw new IllegalStateException("no VmRSS");
   }
 
   /** The soak itself; exits 1 on any failure. */
@@ -200,16 +195,16 @@ class SoakTest {
       int lockstep = runLockstep(pool, cases, expected);
       runMix(pool, cases, expected, lockstep, WARM_UP_CALLS - lockstep);
       System.gc();
-      long before = ConcurrencyTest.residentKilobytes();
+      long before = residentKilobytes();
       // Resident size after each block of calls: a leak grows it block after block, while
       // the allocator's arenas settle within the first blocks.
       StringBuilder trace = new StringBuilder();
       for (int first = WARM_UP_CALLS; first < TOTAL_CALLS; first += BLOCK_CALLS) {
         runMix(pool, cases, expected, first, Math.min(BLOCK_CALLS, TOTAL_CALLS - first));
         System.gc();
-        trace.append(' ').append(ConcurrencyTest.residentKilobytes() - before);
+        trace.append(' ').append(residentKilobytes() - before);
       }
-      long after = ConcurrencyTest.residentKilobytes();
+      long after = residentKilobytes();
       System.out.println("soak: resident growth after each block of " + BLOCK_CALLS + " calls (kB):"
           + trace);
       double seconds = (System.nanoTime() - t0) / 1e9;

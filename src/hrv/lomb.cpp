@@ -354,32 +354,36 @@ class TwiddleRecurrence {
 // two transform size up to 2^kMaxLog2, each built by the first call that
 // needs it. The recurrence is a serial chain of dependent multiplications
 // (about a tenth of a 10-minute spectrum); the tables hold its exact values,
-// so results do not change. Sizes beyond the bound, or a table that could
-// not be allocated, give an empty span and the caller runs the recurrence.
-template <unsigned kMaxLog2>
+// so results do not change. They live in static storage, whose pages are
+// only touched when a table is built: tables on the host's heap would sit
+// among the analyses' large temporaries and change how the allocator hands
+// those back to the system between calls.
+constexpr std::size_t stage_table_length(std::size_t mmax) { return mmax; }
+constexpr std::size_t real_table_length(std::size_t n) { return n < 8 ? 0 : n / 2 - 2; }
+
+template <unsigned kMaxLog2, std::size_t (*kLength)(std::size_t), void (*kFill)(std::size_t, std::span<double>)>
 class TwiddleTables {
  public:
-  using Fill = void (*)(std::size_t size, std::vector<double>& out);
-  explicit TwiddleTables(Fill fill) : fill_(fill) {}
-
+  // The table of one size, or an empty span beyond the bound (the caller
+  // then runs the recurrence).
   std::span<const double> find(std::size_t size) {
     if (!is_power_of_two(size)) return {};
     const auto log2 = static_cast<unsigned>(std::countr_zero(size));
     if (log2 > kMaxLog2) return {};
-    std::call_once(built_[log2], [&] {
-      try {
-        fill_(size, tables_[log2]);
-      } catch (...) {
-        tables_[log2].clear();
-      }
-    });
-    return tables_[log2];
+    const std::span<double> table(values_.data() + offset_of(log2), kLength(size));
+    std::call_once(built_[log2], [&] { kFill(size, table); });
+    return table;
   }
 
  private:
-  Fill fill_;
+  static constexpr std::size_t offset_of(unsigned log2) {
+    std::size_t offset = 0;
+    for (unsigned k = 0; k < log2; ++k) offset += kLength(std::size_t{1} << k);
+    return offset;
+  }
+
   std::array<std::once_flag, kMaxLog2 + 1> built_;
-  std::array<std::vector<double>, kMaxLog2 + 1> tables_;
+  std::array<double, offset_of(kMaxLog2 + 1)> values_{};  // zero (static storage) until built
 };
 
 // Angle steps of a butterfly stage of span mmax floats and of the real
@@ -392,27 +396,24 @@ double real_angle(std::size_t n, int32_t isign) {
   return isign == 1 ? theta : -theta;
 }
 
-// Forward factors of the stage of span mmax floats (mmax / 2 pairs); cached
-// up to the spans of a 10-minute spectrum's grid (512 kB in all).
-std::span<const double> forward_stage_twiddles(std::size_t mmax) {
-  static TwiddleTables<15> tables([](std::size_t size, std::vector<double>& out) {
-    out.resize(size);
-    TwiddleRecurrence(stage_angle(size, 1)).fill(out);
-  });
-  return tables.find(mmax);
+void fill_forward_stage(std::size_t mmax, std::span<double> out) {
+  TwiddleRecurrence(stage_angle(mmax, 1)).fill(out);
+}
+void fill_forward_real(std::size_t n, std::span<double> out) {
+  TwiddleRecurrence recurrence(real_angle(n, 1));
+  recurrence.advance();
+  recurrence.fill(out);
 }
 
-// Forward factors w_1 .. w_{n/4 - 1} of the unpacking pass over n floats;
-// cached up to n = 2^16 (256 kB).
-std::span<const double> forward_real_twiddles(std::size_t n) {
-  static TwiddleTables<16> tables([](std::size_t size, std::vector<double>& out) {
-    out.resize(size < 8 ? 0 : size / 2 - 2);
-    TwiddleRecurrence recurrence(real_angle(size, 1));
-    recurrence.advance();
-    recurrence.fill(out);
-  });
-  return tables.find(n);
-}
+// Forward factors of the stage of span mmax floats (mmax / 2 pairs), cached
+// up to the spans of a 10-minute spectrum's grid (512 kB in all), and those
+// w_1 .. w_{n/4 - 1} of the unpacking pass over n floats, cached up to
+// n = 2^16 (512 kB in all).
+constinit TwiddleTables<15, stage_table_length, fill_forward_stage> forwardStageTables;
+constinit TwiddleTables<16, real_table_length, fill_forward_real> forwardRealTables;
+
+std::span<const double> forward_stage_twiddles(std::size_t mmax) { return forwardStageTables.find(mmax); }
+std::span<const double> forward_real_twiddles(std::size_t n) { return forwardRealTables.find(n); }
 
 // One butterfly stage of span mmax (floats): the factors, cached or produced
 // in blocks of the scratch's size, are applied to every block of the data.

@@ -224,8 +224,10 @@ __attribute__((target("avx"))) void run_stage_blocks_avx(std::span<float> data, 
 #define ZYN_AVX512 __attribute__((target("avx512f,avx512dq")))
 // GCC 12's AVX-512 headers start masked builtins from a deliberately
 // undefined vector, which its flow analysis reports as uninitialised.
+#if !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 
 // Products (wr br - wi bi, wr bi + wi br) of four complex values, rounded to
 // float: the same double operations as the scalar kernel, eight lanes wide.
@@ -288,7 +290,9 @@ ZYN_AVX512 void run_stage_blocks_avx512(std::span<float> data, std::size_t mmax,
   }
 }
 
+#if !defined(__clang__)
 #pragma GCC diagnostic pop
+#endif
 
 StageRun stage_for(FftKernel kernel) {
   static const bool hasAvx = [] {

@@ -21,6 +21,7 @@
 
 #include "beats/signal_kernels.hpp"
 #include "runtime/emx.hpp"
+#include "runtime/parallel.hpp"
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
 #include "toolbox/reductions.hpp"
@@ -63,6 +64,9 @@ constexpr double kLookBackCorrelation = 0.6;
 constexpr double kLookBackAmplitudeTolerance = 0.8;
 constexpr int kMaxLookBackPasses = 4;
 constexpr double kLookBackRangeOfTemplate = 1.6;
+// Candidate segments from this count up are tested on two threads (about a
+// minute of beats: fewer do not repay starting a thread).
+constexpr std::size_t kMinSegmentsForTwoThreads = 64;
 
 // floor(v) as a sample count; non-positive or NaN gives 0, huge values are
 // capped far beyond any signal length.
@@ -402,24 +406,29 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
     smooth_in_place(smoothedWhole, fs / kCrossingSpanDivisor + 1.0);
   }
   const OneBased smoothed{smoothedWhole};
-  std::vector<double> work;
-  for (std::size_t i = 0; i < seg.start.size(); ++i) {
-    const std::ptrdiff_t a = std::max<std::ptrdiff_t>(1, seg.start[i] - context);
-    const std::ptrdiff_t b = std::min(n, seg.end[i] + context);
-    if (b < a) continue;
-    const double rate =
-        zero_crossing_rate(x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b), fs, work);
-    if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) continue;
-    if (count_distinct_up_to(r.range(a, b), kMinDistinctInContext + 1) <= kMinDistinctInContext) continue;
-    if (static_cast<double>(seg.end[i] - seg.start[i]) < kMinSegmentSeconds * fs) {
-      // Widened for the record, but left without a peak in this pass.
-      const double widened = std::floor(static_cast<double>(seg.start[i]) + kMinSegmentSeconds * fs);
-      seg.end[i] = static_cast<std::ptrdiff_t>(std::min(static_cast<double>(n), widened));
-      continue;
+  // Each segment reads and writes only its own entries, so the segments are
+  // shared out between two threads.
+  const auto choose_in = [&](std::size_t first, std::size_t past) {
+    std::vector<double> work;
+    for (std::size_t i = first; i < past; ++i) {
+      const std::ptrdiff_t a = std::max<std::ptrdiff_t>(1, seg.start[i] - context);
+      const std::ptrdiff_t b = std::min(n, seg.end[i] + context);
+      if (b < a) continue;
+      const double rate = zero_crossing_rate(
+          x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b), fs, work);
+      if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) continue;
+      if (count_distinct_up_to(r.range(a, b), kMinDistinctInContext + 1) <= kMinDistinctInContext) continue;
+      if (static_cast<double>(seg.end[i] - seg.start[i]) < kMinSegmentSeconds * fs) {
+        // Widened for the record, but left without a peak in this pass.
+        const double widened = std::floor(static_cast<double>(seg.start[i]) + kMinSegmentSeconds * fs);
+        seg.end[i] = static_cast<std::ptrdiff_t>(std::min(static_cast<double>(n), widened));
+        continue;
+      }
+      const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]));
+      if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
     }
-    const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]));
-    if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
-  }
+  };
+  for_each_in_two_halves(seg.start.size(), kMinSegmentsForTwoThreads, choose_in);
 }
 
 // Phase 7: keep the segments that received a peak.
@@ -480,10 +489,16 @@ ZYN_WIDEST_VECTORS void cross_products(const std::vector<double>& centred, std::
 }
 
 // Correlation coefficients cross / (len - 1) / spread_i / spread_j, in that
-// order of divisions, for one row of the matrix.
+// order of divisions, for one row of the matrix; a rounding overshoot past
+// +-1 is clamped to the sign. The clamp is selected, not branched on, so the
+// row runs across vector lanes.
 ZYN_WIDEST_VECTORS void coefficients_from_cross_products(std::span<double> cross, double nm1, double spreadI,
                                                           std::span<const double> spreadJ) {
-  for (std::size_t j = 0; j < cross.size(); ++j) cross[j] = cross[j] / nm1 / spreadI / spreadJ[j];
+  for (std::size_t j = 0; j < cross.size(); ++j) {
+    const double rho = cross[j] / nm1 / spreadI / spreadJ[j];
+    const double clamped = rho / std::fabs(rho);
+    cross[j] = std::fabs(rho) > 1.0 ? clamped : rho;
+  }
 }
 
 // Phase 9 step 1: the most typical of the taller beats. Beats are sorted by
@@ -534,14 +549,9 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
     const double diagonal = variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
     sums[i] += diagonal;
     // Coefficients first (independent and branch-free, so the divisions run
-    // across vector lanes), then the rare clamp of a rounding
-    // overshoot past +-1, then the two kinds of sums, each still in row order.
+    // across vector lanes), then the two kinds of sums, each in row order.
     coefficients_from_cross_products(std::span<double>(cross).subspan(i + 1), nm1, spread[i],
                                      std::span<const double>(spread).subspan(i + 1));
-    for (std::size_t j = i + 1; j < g; ++j) {
-      const double rho = cross[j];
-      if (std::fabs(rho) > 1.0) cross[j] = rho / std::fabs(rho);
-    }
     for (std::size_t j = i + 1; j < g; ++j) sums[j] += cross[j];
     double rowSum = sums[i];
     for (std::size_t j = i + 1; j < g; ++j) rowSum += cross[j];
@@ -560,6 +570,7 @@ Classes classify_beats(const Segments& seg, const std::vector<double>& tmplRow, 
   std::ptrdiff_t longest = 0;
   for (std::size_t i = 0; i < seg.start.size(); ++i) longest = std::max(longest, seg.end[i] - seg.start[i] + 1);
   const auto bufferLength = static_cast<std::size_t>(std::max(longest, 4 * h + 1));
+
   std::vector<double> buffer(bufferLength);
 
   Classes out;

@@ -8,9 +8,11 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 
 #include "runtime/scalar.hpp"
+#include "runtime/simd.hpp"
 
 namespace zyn {
 namespace {
@@ -75,6 +77,37 @@ Selected select_in_part(std::span<double> part, std::size_t k) {
   return {*kth, next};
 }
 
+// Elements of x below v and not above v (the ascending places v spans).
+struct Ranks {
+  int64_t below;
+  int64_t notAbove;
+};
+ZYN_WIDEST_VECTORS Ranks ranks_of(std::span<const double> x, double v) {
+  int64_t below = 0;
+  int64_t notAbove = 0;
+  for (double u : x) {
+    below += static_cast<int64_t>(u < v);
+    notAbove += static_cast<int64_t>(u <= v);
+  }
+  return {below, notAbove};
+}
+
+// Short NaN-free input: the element spanning place k (and k + 1) found by
+// counting ranks, which has no data-dependent branches and runs across vector
+// lanes, instead of partitioning.
+Selected select_by_ranks(std::span<const double> x, std::size_t k) {
+  const auto place = static_cast<int64_t>(k);
+  const bool last = k + 1 == x.size();
+  Selected s{x[0], x[0]};
+  for (double v : x) {
+    const Ranks r = ranks_of(x, v);
+    if (r.below <= place && place < r.notAbove) s.kth = v;
+    if (!last && r.below <= place + 1 && place + 1 < r.notAbove) s.next = v;
+  }
+  if (last) s.next = s.kth;
+  return s;
+}
+
 // For long inputs, a sample of kSampleSize elements spread over x brackets
 // places k and k + 1 between two sample values, chosen about 3.5 standard
 // errors of a sample rank either side; one pass counts the elements below
@@ -90,7 +123,8 @@ Selected select_in_order(std::span<const double> x, std::size_t k) {
     std::vector<double> work(x.begin(), x.end());
     return select_in_part(work, k);
   };
-  if (n <= kShortInput) {  // a beat-sized window: selected on the stack
+  if (n <= kShortInput) {  // a beat-sized window
+    if (std::none_of(x.begin(), x.end(), [](double v) { return std::isnan(v); })) return select_by_ranks(x, k);
     std::array<double, kShortInput> work{};
     std::copy(x.begin(), x.end(), work.begin());
     return select_in_part(std::span<double>(work.data(), n), k);

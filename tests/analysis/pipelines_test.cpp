@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <thread>
+#include <vector>
 
 #include "analysis/pipelines.hpp"
 #include "common/synthetic_ecg.hpp"
@@ -55,6 +57,33 @@ TEST(AnalysisIndices, DetectedBeatsLieOnTheSyntheticRWaves) {
       return std::fabs(a - t) < std::fabs(b - t);
     });
     EXPECT_LT(std::fabs(*nearest - t), 0.03) << "beat " << i;
+  }
+}
+
+// Ten-minute analyses use helper threads inside; several of them at once
+// must still give exactly the results of one at a time (run under
+// ThreadSanitizer in CI).
+TEST(AnalysisThreads, ConcurrentAnalysesMatchSequentialOnes) {
+  constexpr int kRecordings = 4;
+  std::vector<std::vector<double>> ecgs;
+  std::vector<zyn::HrvAnalysis> expected;
+  for (int k = 0; k < kRecordings; ++k) {
+    ecgs.push_back(zyn::testing::synthetic_ecg(120000, 200, 60.0 + 10.0 * k, 40u + static_cast<uint32_t>(k)));
+    expected.push_back(zyn::analyse_hrv(request(ecgs.back())));
+    ASSERT_EQ(expected.back().error, 0);
+  }
+  std::vector<zyn::HrvAnalysis> got(kRecordings);
+  std::vector<std::thread> threads;
+  for (int k = 0; k < kRecordings; ++k) {
+    threads.emplace_back([&, k] { got[static_cast<std::size_t>(k)] = zyn::analyse_hrv(request(ecgs[static_cast<std::size_t>(k)])); });
+  }
+  for (auto& t : threads) t.join();
+  for (std::size_t k = 0; k < got.size(); ++k) {
+    EXPECT_EQ(got[k].rpeaks, expected[k].rpeaks) << k;
+    EXPECT_EQ(got[k].extraSystoles, expected[k].extraSystoles) << k;
+    EXPECT_EQ(got[k].qualities, expected[k].qualities) << k;
+    EXPECT_EQ(got[k].timeDomain, expected[k].timeDomain) << k;
+    EXPECT_EQ(got[k].frequencyDomain, expected[k].frequencyDomain) << k;
   }
 }
 

@@ -11,11 +11,11 @@
 
 #include <algorithm>
 #include <future>
-#include <system_error>
 
 #include "beats/primitive_rpeaks.hpp"
 #include "beats/rpeak_classifier.hpp"
 #include "runtime/emx.hpp"
+#include "runtime/parallel.hpp"
 #include "runtime/scalar.hpp"
 #include "zynecgsolver/beats.h"
 
@@ -46,26 +46,12 @@ bool rr_is_short(std::span<const double> coarse, double fs) {
   return (mean + shortest) / 2.0 < kShortRrSeconds;
 }
 
-namespace {
-
-// The coarse detector only reads the samples and shares nothing with the
-// refined one, so on stretches long enough to repay a thread it runs on a
-// second thread meanwhile (inline when no thread can be started).
-std::future<bool> start_coarse_detection(std::span<const double> ecg, double fs) {
-  const auto detect = [ecg, fs] { return coarse_rr_is_short(ecg, fs); };
-  if (static_cast<double>(ecg.size()) >= kSecondThreadSeconds * fs) {
-    try {
-      return std::async(std::launch::async, detect);
-    } catch (const std::system_error&) {
-    }
-  }
-  return std::async(std::launch::deferred, detect);
-}
-
-}  // namespace
-
 StretchBeats analyze_stretch(std::span<const double> ecg, double fs) {
-  std::future<bool> shortRr = start_coarse_detection(ecg, fs);
+  // The coarse detector only reads the samples and shares nothing with the
+  // refined one, so on stretches long enough to repay a thread it runs on a
+  // helper thread meanwhile.
+  std::future<bool> shortRr = start_alongside(static_cast<double>(ecg.size()) >= kSecondThreadSeconds * fs,
+                                              [ecg, fs] { return coarse_rr_is_short(ecg, fs); });
   std::vector<double> copy(ecg.begin(), ecg.end());
   StretchBeats out = keep_inner_beats(analyze_ecg_r(copy, fs), ecg.size(), fs);
   out.shortRr = shortRr.get();

@@ -183,6 +183,17 @@ double refine_on_local_maximum(OneBased raw, std::ptrdiff_t n, double p, std::pt
   return p + peak.place - static_cast<double>(half + 1);
 }
 
+// The w samples at each end, whose +-w window leaves the signal, repeat the
+// first and the last value of a full window (when the signal holds one).
+void hold_ends_at_first_full_window(std::vector<double>& v, std::ptrdiff_t w) {
+  const auto n = static_cast<std::ptrdiff_t>(v.size());
+  if (n < 2 * w + 1) return;
+  const double head = v[static_cast<std::size_t>(w)];
+  const double tail = v[static_cast<std::size_t>(n - w - 1)];
+  std::fill_n(v.begin(), w, head);
+  std::fill(v.end() - w, v.end(), tail);
+}
+
 // Standard deviations sqrt((q - s^2 / width) / dof) of count windows from
 // their running sums s and sums of squares q; independent per window.
 ZYN_WIDEST_VECTORS void sd_from_sums(const double* s, const double* q, std::size_t count, double width, double dof,
@@ -220,12 +231,7 @@ std::vector<double> running_noise_sd(std::span<const double> ecg, std::ptrdiff_t
     }
     sd_from_sums(sums, squares, static_cast<std::size_t>(count), width, dof, &sd[static_cast<std::size_t>(first - 1)]);
   }
-  if (n >= 2 * w + 1) {
-    const double head = sd[static_cast<std::size_t>(w)];
-    const double tail = sd[static_cast<std::size_t>(n - w - 1)];
-    std::fill_n(sd.begin(), w, head);
-    std::fill(sd.end() - w, sd.end(), tail);
-  }
+  hold_ends_at_first_full_window(sd, w);
   return sd;
 }
 
@@ -246,15 +252,9 @@ std::vector<double> qrs_feature(std::span<const double> ecg, std::ptrdiff_t v) {
 // Phase 4: +-u moving maximum of the feature; its ends repeat the first and
 // last full-window values.
 std::vector<double> feature_envelope(std::span<const double> feature, std::ptrdiff_t u) {
-  const auto n = static_cast<std::ptrdiff_t>(feature.size());
   std::vector<double> env(feature.size(), 0.0);
   sliding_max_centred(feature, static_cast<std::size_t>(u), env);
-  if (n >= 2 * u + 1) {
-    const double head = env[static_cast<std::size_t>(u)];
-    const double tail = env[static_cast<std::size_t>(n - u - 1)];
-    std::fill_n(env.begin(), u, head);
-    std::fill(env.end() - u, env.end(), tail);
-  }
+  hold_ends_at_first_full_window(env, u);
   return env;
 }
 

@@ -10,7 +10,6 @@
 #include "beats/analyze_ecg.hpp"
 
 #include <algorithm>
-#include <future>
 
 #include "beats/primitive_rpeaks.hpp"
 #include "beats/rpeak_classifier.hpp"
@@ -22,8 +21,6 @@
 namespace zyn::beats {
 namespace {
 constexpr double kShortRrSeconds = 0.3;
-// Stretches from this duration up run the coarse detector on its own thread.
-constexpr double kSecondThreadSeconds = 60.0;
 }  // namespace
 
 bool coarse_rr_is_short(std::span<const double> ecg, double fs) {
@@ -46,16 +43,19 @@ bool rr_is_short(std::span<const double> coarse, double fs) {
   return (mean + shortest) / 2.0 < kShortRrSeconds;
 }
 
-StretchBeats analyze_stretch(std::span<const double> ecg, double fs) {
+StretchBeats analyze_stretch(std::span<const double> ecg, double fs, HelperThread& helper) {
   // The coarse detector only reads the samples and shares nothing with the
-  // refined one, so on stretches long enough to repay a thread it runs on a
-  // helper thread meanwhile.
-  std::future<bool> shortRr = start_alongside(static_cast<double>(ecg.size()) >= kSecondThreadSeconds * fs,
-                                              [ecg, fs] { return coarse_rr_is_short(ecg, fs); });
+  // refined one, so it runs on the helper meanwhile.
+  Pending<bool> shortRr = helper.start([ecg, fs] { return coarse_rr_is_short(ecg, fs); });
   std::vector<double> copy(ecg.begin(), ecg.end());
-  StretchBeats out = keep_inner_beats(analyze_ecg_r(copy, fs), ecg.size(), fs);
+  StretchBeats out = keep_inner_beats(analyze_ecg_r(copy, fs, helper), ecg.size(), fs);
   out.shortRr = shortRr.get();
   return out;
+}
+
+StretchBeats analyze_stretch(std::span<const double> ecg, double fs) {
+  HelperThread helper = helper_for(ecg.size(), fs);
+  return analyze_stretch(ecg, fs, helper);
 }
 
 StretchBeats keep_inner_beats(const ClassifiedBeats& all, std::size_t n, double fs) {

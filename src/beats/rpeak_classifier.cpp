@@ -64,9 +64,11 @@ constexpr double kLookBackCorrelation = 0.6;
 constexpr double kLookBackAmplitudeTolerance = 0.8;
 constexpr int kMaxLookBackPasses = 4;
 constexpr double kLookBackRangeOfTemplate = 1.6;
-// Candidate segments from this count up are tested on two threads (about a
-// minute of beats: fewer do not repay starting a thread).
-constexpr std::size_t kMinSegmentsForTwoThreads = 64;
+// Stretches from this duration up share their work with a helper thread.
+constexpr double kHelperMinSeconds = 60.0;
+// Per-beat loops from this count up are split between the two threads (about
+// a minute of beats: shorter loops do not repay the hand-over).
+constexpr std::size_t kMinBeatsForTwoThreads = 64;
 
 // floor(v) as a sample count; non-positive or NaN gives 0, huge values are
 // capped far beyond any signal length.
@@ -396,7 +398,7 @@ std::ptrdiff_t best_scored_maximum(std::span<const double> y) {
 
 // Phase 6: noise test, flatness test, short-segment widening and peak choice.
 void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<const double> raw,
-                          double fs) {
+                          double fs, HelperThread& helper) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const std::ptrdiff_t context = samples_floor(kContextSeconds * fs);
   const OneBased x{ecg}, r{raw};
@@ -428,7 +430,7 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
       if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
     }
   };
-  for_each_in_two_halves(seg.start.size(), kMinSegmentsForTwoThreads, choose_in);
+  helper.for_each_in_two_halves(seg.start.size(), kMinBeatsForTwoThreads, choose_in);
 }
 
 // Phase 7: keep the segments that received a peak.
@@ -448,19 +450,22 @@ void keep_segments_with_peaks(Segments& seg) {
 }
 
 // Phase 8: one row of 2h + 1 median-free samples around each peak (zero when
-// the window leaves the signal). Stored beat by beat.
-std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<const double> ecg,
-                                             std::ptrdiff_t h) {
+// the window leaves the signal). Stored beat by beat; each beat's median is
+// its own, so the beats are shared between the two threads.
+std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<const double> ecg, std::ptrdiff_t h,
+                                             HelperThread& helper) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const OneBased x{ecg};
   std::vector<std::vector<double>> rows(seg.peak.size(), std::vector<double>(static_cast<std::size_t>(2 * h + 1), 0.0));
-  for (std::size_t i = 0; i < seg.peak.size(); ++i) {
-    const auto p = static_cast<std::ptrdiff_t>(seg.peak[i]);
-    if (!(p - h > 0 && p + h <= n)) continue;
-    const auto window = x.range(p - h, p + h);
-    const double med = median(window);
-    for (std::size_t k = 0; k < window.size(); ++k) rows[i][k] = window[k] - med;
-  }
+  helper.for_each_in_two_halves(seg.peak.size(), kMinBeatsForTwoThreads, [&](std::size_t first, std::size_t past) {
+    for (std::size_t i = first; i < past; ++i) {
+      const auto p = static_cast<std::ptrdiff_t>(seg.peak[i]);
+      if (!(p - h > 0 && p + h <= n)) continue;
+      const auto window = x.range(p - h, p + h);
+      const double med = median(window);
+      for (std::size_t k = 0; k < window.size(); ++k) rows[i][k] = window[k] - med;
+    }
+  });
   return rows;
 }
 
@@ -563,30 +568,41 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows) {
 // Phase 9 steps 2 and 3: correlation of each segment with the template,
 // premature-beat rule and class split; class-1 peaks refined on the raw signal.
 Classes classify_beats(const Segments& seg, const std::vector<double>& tmplRow, std::span<const double> ecg,
-                       std::span<const double> raw, double fs, std::ptrdiff_t h) {
+                       std::span<const double> raw, double fs, std::ptrdiff_t h, HelperThread& helper) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const OneBased r{raw};
   const Centred tmpl = centre(tmplRow);
   std::ptrdiff_t longest = 0;
   for (std::size_t i = 0; i < seg.start.size(); ++i) longest = std::max(longest, seg.end[i] - seg.start[i] + 1);
   const auto bufferLength = static_cast<std::size_t>(std::max(longest, 4 * h + 1));
+  // A segment reaching within h samples of either end stays unclassified.
+  const auto reaches_end = [&](std::size_t i) {
+    return seg.end[i] >= seg.start[i] && (seg.start[i] - h <= 0 || seg.end[i] + h >= n);
+  };
 
-  std::vector<double> buffer(bufferLength);
+  // The best template match of each segment depends on that segment alone,
+  // so the matches are shared between the two threads; the decisions, which
+  // depend on the beats accepted before, follow in order.
+  std::vector<LocalPeak> matches(seg.start.size());
+  helper.for_each_in_two_halves(seg.start.size(), kMinBeatsForTwoThreads, [&](std::size_t first, std::size_t past) {
+    std::vector<double> buffer(bufferLength);
+    for (std::size_t i = first; i < past; ++i) {
+      if (reaches_end(i)) continue;
+      std::fill(buffer.begin(), buffer.end(), 0.0);
+      if (seg.end[i] >= seg.start[i]) {
+        correlate_run(tmpl, ecg, static_cast<std::size_t>(seg.start[i] - 1),
+                      static_cast<std::size_t>(seg.end[i] - seg.start[i] + 1), static_cast<std::size_t>(h), buffer);
+      }
+      matches[i] = find_local_peak(buffer);
+    }
+  });
 
   Classes out;
   double lastNormal = 0.0;
   double rr = 0.0;
   for (std::size_t i = 0; i < seg.start.size(); ++i) {
-    std::fill(buffer.begin(), buffer.end(), 0.0);
-    // A segment reaching within h samples of either end stays unclassified.
-    const bool reachesEnd = seg.end[i] >= seg.start[i] && (seg.start[i] - h <= 0 || seg.end[i] + h >= n);
-    if (reachesEnd) continue;
-    if (seg.end[i] >= seg.start[i]) {
-      correlate_run(tmpl, ecg, static_cast<std::size_t>(seg.start[i] - 1),
-                    static_cast<std::size_t>(seg.end[i] - seg.start[i] + 1), static_cast<std::size_t>(h), buffer);
-    }
-
-    const LocalPeak best = find_local_peak(buffer);
+    if (reaches_end(i)) continue;
+    const LocalPeak best = matches[i];
     const double p = best.place - 1.0 + static_cast<double>(seg.start[i]);
     const bool haveRr = rr != 0.0;
     const double limit =
@@ -745,7 +761,16 @@ LocalPeak find_local_peak(std::span<const double> x) {
   return best;
 }
 
+HelperThread helper_for(std::size_t samples, double fs) {
+  return HelperThread(static_cast<double>(samples) >= kHelperMinSeconds * fs);
+}
+
 ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) {
+  HelperThread helper = helper_for(ecg.size(), fs);
+  return analyze_ecg_r(ecg, fs, helper);
+}
+
+ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread& helper) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   if (n == 0) return unusable();
 
@@ -760,28 +785,32 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) {
   }
   const std::size_t distinctRaw = count_distinct_up_to(raw, kMinDistinctInSignal);
 
-  // Phases 2 to 4: noise level, QRS feature, envelope and detection mask.
-  const std::vector<double> noiseSd = running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs));
+  // Phases 2 to 4: noise level, QRS feature, envelope and detection mask. The
+  // noise level and the envelope both only read the corrected signal, so the
+  // noise level is worked out on the helper meanwhile.
+  Pending<std::vector<double>> noiseLevel = helper.start(
+      [&ecg, w = samples_floor(kNoiseHalfWindowSeconds * fs)] { return running_noise_sd(ecg, w); });
   const std::vector<double> env =
       feature_envelope(qrs_feature(ecg, samples_floor(kRangeHalfWindowSeconds * fs)),
                        samples_floor(kEnvelopeHalfWindowSeconds * fs));
   const std::vector<double> trend = envelope_trend(env, fs);
+  const std::vector<double> noiseSd = noiseLevel.get();
   std::vector<unsigned char> mask(ecg.size());
   for (std::size_t k = 0; k < ecg.size(); ++k) mask[k] = above_threshold(env[k], noiseSd[k], trend[k]);
 
   // Phases 5 to 7: candidate segments, one R peak per accepted segment.
   Segments seg = candidate_segments(mask);
-  choose_segment_peaks(seg, ecg, raw, fs);
+  choose_segment_peaks(seg, ecg, raw, fs, helper);
   keep_segments_with_peaks(seg);
 
   // Phase 8: beat matrix; too few beats or a coarsely quantised signal is unusable.
   const std::ptrdiff_t h = samples_floor(kBeatHalfWindowSeconds * fs);
   if (seg.peak.size() < 2 || distinctRaw < kMinDistinctInSignal) return unusable();
-  const std::vector<std::vector<double>> rows = beat_matrix(seg, ecg, h);
+  const std::vector<std::vector<double>> rows = beat_matrix(seg, ecg, h, helper);
 
   // Phase 9: template, classes, look-back for missed beats.
   const std::vector<double>& tmplRow = rows[choose_template(rows)];
-  Classes classes = classify_beats(seg, tmplRow, ecg, raw, fs, h);
+  Classes classes = classify_beats(seg, tmplRow, ecg, raw, fs, h, helper);
   const Centred tmpl = centre(tmplRow);
   for (int pass = 0; pass < kMaxLookBackPasses; ++pass) {
     if (!look_back_once(classes, tmpl, tmplRow, ecg, raw, fs, h)) break;

@@ -4,6 +4,8 @@
 #include <span>
 #include <vector>
 
+#include "runtime/parallel.hpp"
+
 namespace zyn::beats {
 
 struct ClassifiedBeats {
@@ -13,7 +15,13 @@ struct ClassifiedBeats {
 
 // Detects and classifies the beats of ecg (modified in place: median-centred
 // and baseline-corrected). Unusable input gives rpeaks = [0], beatClass = [0].
+// Independent steps of a long stretch run on helper when it has a thread.
+ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread& helper);
 ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs);
+
+// A helper thread for one analysis of a stretch of the given length: started
+// only for stretches of a minute or more, shorter ones do not repay it.
+HelperThread helper_for(std::size_t samples, double fs);
 
 struct LocalPeak {
   double value;  // -inf when x has no local maximum

@@ -1,42 +1,146 @@
-// Splitting independent per-item work of one analysis over two threads.
+// Sharing the independent steps of one analysis with a second core.
 //
 // The machines this library targets have at least two cores, and a single
-// analysis leaves the second idle; loops whose iterations touch only their
-// own item hand their second half to a helper thread. Every item is still
-// computed by the same code, so results do not depend on the split.
+// analysis would leave the second idle. An analysis long enough to repay it
+// owns one helper thread for its whole duration and hands it steps that read
+// only data no other running step writes: whole steps, or the second half of
+// a loop whose iterations touch only their own item. Every item is still
+// computed by the same code, so results do not depend on the split, nor on
+// whether a helper could be started at all.
+//
+// Starting a thread costs about as much as a tenth of a 10-minute analysis
+// on a virtual machine, so the helper is started once per analysis and fed
+// from a queue rather than started per step.
 #pragma once
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
+#include <deque>
 #include <future>
+#include <mutex>
 #include <system_error>
+#include <thread>
 #include <type_traits>
 #include <utility>
 
 namespace zyn {
 
-// Starts f on a helper thread when worthAThread and one can be started;
-// otherwise f runs on the caller's thread at the first get().
-template <class F>
-auto start_alongside(bool worthAThread, F f) -> std::future<std::invoke_result_t<F>> {
-  if (worthAThread) {
+// Waking a sleeping thread costs tens of microseconds on a virtual machine,
+// as much as a short step; a thread expecting its partner within this time
+// polls instead of sleeping.
+inline constexpr std::chrono::microseconds kSpinBeforeSleeping{1000};
+
+// The result of a step handed to a helper. Going out of scope waits for the
+// step, so a step never outlives the data it reads, even when the caller
+// leaves by an exception.
+template <class R>
+class Pending {
+ public:
+  explicit Pending(std::future<R> f) : future_(std::move(f)) {}
+  Pending(Pending&&) noexcept = default;
+  Pending& operator=(Pending&&) = delete;
+  ~Pending() {
+    if (future_.valid()) future_.wait();
+  }
+  // The step's result; an exception thrown by the step is rethrown here.
+  R get() {
+    const auto giveUp = std::chrono::steady_clock::now() + kSpinBeforeSleeping;
+    while (future_.wait_for(std::chrono::seconds(0)) != std::future_status::ready &&
+           std::chrono::steady_clock::now() < giveUp) {
+    }
+    return future_.get();
+  }
+
+ private:
+  std::future<R> future_;
+};
+
+class HelperThread {
+ public:
+  // Starts the helper when wanted and the system grants a thread; otherwise
+  // every step runs on the caller's thread when it is handed over.
+  explicit HelperThread(bool wanted) {
+    if (!wanted) return;
     try {
-      return std::async(std::launch::async, f);
+      thread_ = std::thread([this] { serve(); });
     } catch (const std::system_error&) {
     }
   }
-  return std::async(std::launch::deferred, std::move(f));
-}
+  HelperThread(const HelperThread&) = delete;
+  HelperThread& operator=(const HelperThread&) = delete;
+  // Finishes the steps still queued, then joins.
+  ~HelperThread() {
+    if (!thread_.joinable()) return;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      closing_.store(true, std::memory_order_release);
+    }
+    wake_.notify_one();
+    thread_.join();
+  }
 
-// Calls body(first, past) for [0, count / 2) on the calling thread and for
-// [count / 2, count) on a helper thread when count reaches minimumToSplit.
-// Exceptions of either half reach the caller.
-template <class Body>
-void for_each_in_two_halves(std::size_t count, std::size_t minimumToSplit, Body&& body) {
-  const std::size_t middle = count / 2;
-  std::future<void> secondHalf =
-      start_alongside(count >= minimumToSplit, [&body, middle, count] { body(middle, count); });
-  body(std::size_t{0}, middle);
-  secondHalf.get();
-}
+  // Hands f to the helper (steps run one after another, in the order handed
+  // over). A step must not itself wait for a later step.
+  template <class F>
+  Pending<std::invoke_result_t<F>> start(F f) {
+    std::packaged_task<std::invoke_result_t<F>()> task(std::move(f));
+    Pending<std::invoke_result_t<F>> result(task.get_future());
+    if (!thread_.joinable()) {
+      task();
+      return result;
+    }
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      queue_.emplace_back([step = std::move(task)]() mutable { step(); });
+      queued_.fetch_add(1, std::memory_order_release);
+    }
+    wake_.notify_one();
+    return result;
+  }
+
+  // Calls body(first, past) for [0, count / 2) on the calling thread and for
+  // [count / 2, count) on the helper when count reaches minimumToSplit.
+  // Exceptions of either half reach the caller.
+  template <class Body>
+  void for_each_in_two_halves(std::size_t count, std::size_t minimumToSplit, Body&& body) {
+    if (count < minimumToSplit || !thread_.joinable()) {
+      body(std::size_t{0}, count);
+      return;
+    }
+    const std::size_t middle = count / 2;
+    Pending<void> secondHalf = start([&body, middle, count] { body(middle, count); });
+    body(std::size_t{0}, middle);
+    secondHalf.get();
+  }
+
+ private:
+  void serve() {
+    for (;;) {
+      std::packaged_task<void()> step;
+      const auto giveUp = std::chrono::steady_clock::now() + kSpinBeforeSleeping;
+      while (queued_.load(std::memory_order_acquire) == 0 && !closing_.load(std::memory_order_acquire) &&
+             std::chrono::steady_clock::now() < giveUp) {
+      }
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        wake_.wait(lock, [this] { return closing_.load(std::memory_order_relaxed) || !queue_.empty(); });
+        if (queue_.empty()) return;
+        step = std::move(queue_.front());
+        queue_.pop_front();
+        queued_.fetch_sub(1, std::memory_order_relaxed);
+      }
+      step();
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<std::packaged_task<void()>> queue_;
+  std::atomic<std::size_t> queued_{0};
+  std::atomic<bool> closing_{false};
+  std::thread thread_;
+};
 
 }  // namespace zyn

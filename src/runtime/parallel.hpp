@@ -13,6 +13,7 @@
 // from a queue rather than started per step.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -31,6 +32,11 @@ namespace zyn {
 // as much as a short step; a thread expecting its partner within this time
 // polls instead of sleeping.
 inline constexpr std::chrono::microseconds kSpinBeforeSleeping{1000};
+// A shared loop is cut into about this many runs, of at least kMinItemsPerRun
+// items each: enough to even out the threads, few enough to keep the
+// per-run overhead small.
+inline constexpr std::size_t kRunsPerLoop = 32;
+inline constexpr std::size_t kMinItemsPerRun = 4;
 
 // The result of a step handed to a helper. Going out of scope waits for the
 // step, so a step never outlives the data it reads, even when the caller
@@ -100,19 +106,32 @@ class HelperThread {
     return result;
   }
 
-  // Calls body(first, past) for [0, count / 2) on the calling thread and for
-  // [count / 2, count) on the helper when count reaches minimumToSplit.
-  // Exceptions of either half reach the caller.
+  // Calls body(first, past) over consecutive runs of items covering [0,
+  // count) exactly once. From minimumToShare items on, the caller and the
+  // helper both take runs until none is left, so neither waits long for the
+  // other when items differ in cost. Exceptions of either thread reach the
+  // caller.
   template <class Body>
-  void for_each_in_two_halves(std::size_t count, std::size_t minimumToSplit, Body&& body) {
-    if (count < minimumToSplit || !thread_.joinable()) {
+  void for_each_shared(std::size_t count, std::size_t minimumToShare, Body&& body) {
+    if (count < minimumToShare || !thread_.joinable()) {
       body(std::size_t{0}, count);
       return;
     }
-    const std::size_t middle = count / 2;
-    Pending<void> secondHalf = start([&body, middle, count] { body(middle, count); });
-    body(std::size_t{0}, middle);
-    secondHalf.get();
+    const std::size_t run = std::max<std::size_t>(kMinItemsPerRun, count / kRunsPerLoop);
+    std::atomic<std::size_t> next{0};
+    const auto take_runs = [&body, &next, run, count] {
+      for (std::size_t first = next.fetch_add(run); first < count; first = next.fetch_add(run)) {
+        body(first, std::min(count, first + run));
+      }
+    };
+    Pending<void> helperRuns = start(take_runs);
+    try {
+      take_runs();
+    } catch (...) {
+      next.store(count);  // the helper stops at its next run
+      throw;
+    }
+    helperRuns.get();
   }
 
  private:

@@ -17,7 +17,7 @@ TEST_P(HelperThreadBothWays, HalvesCoverEveryItemOnceAndStepsRunInOrder) {
   zyn::HelperThread helper(GetParam());
   for (const std::size_t count : {0u, 1u, 63u, 64u, 65u, 1001u}) {
     std::vector<int> hits(count, 0);
-    helper.for_each_in_two_halves(count, 64, [&](std::size_t first, std::size_t past) {
+    helper.for_each_shared(count, 64, [&](std::size_t first, std::size_t past) {
       for (std::size_t i = first; i < past; ++i) ++hits[i];
     });
     EXPECT_EQ(std::accumulate(hits.begin(), hits.end(), 0), static_cast<int>(count));
@@ -37,7 +37,7 @@ TEST_P(HelperThreadBothWays, HalvesCoverEveryItemOnceAndStepsRunInOrder) {
 TEST_P(HelperThreadBothWays, FailuresOfEitherHalfReachTheCaller) {
   zyn::HelperThread helper(GetParam());
   const auto failing_at = [&helper](std::size_t bad) {
-    helper.for_each_in_two_halves(100, 64, [bad](std::size_t first, std::size_t past) {
+    helper.for_each_shared(100, 64, [bad](std::size_t first, std::size_t past) {
       if (first <= bad && bad < past) throw std::runtime_error("item failed");
     });
   };

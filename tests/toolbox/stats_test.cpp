@@ -109,6 +109,23 @@ TEST(Smoother, NonFiniteSamplesOnlyReachTheirOwnWindows) {
   }
 }
 
+// Finite signals take a leaner slide than signals holding a non-finite
+// sample; away from that sample both must give the same bits.
+TEST(Smoother, OneFarNonFiniteSampleLeavesOtherWindowsBitIdentical) {
+  std::mt19937 rng(11);
+  std::normal_distribution<double> noise(0.0, 1e3);
+  std::vector<double> x(5000);
+  for (double& v : x) v = noise(rng);
+  for (const double span : {5.0, 41.0, 601.0}) {
+    std::vector<double> spoiled = x;
+    spoiled.back() = kNaN;
+    const auto clean = smoothed(x, span);
+    const auto withNaN = smoothed(spoiled, span);
+    const std::size_t reach = static_cast<std::size_t>(span) / 2 + 1;
+    for (std::size_t i = 0; i + reach < x.size(); ++i) ASSERT_EQ(clean[i], withNaN[i]) << span << " at " << i;
+  }
+}
+
 TEST(Covariance, KnownAnswersAndDegenerateLengths) {
   double C[4];
   m_cov(column_of({1, 2, 3, 4}).get(), column_of({2, 4, 6, 9}).get(), C);

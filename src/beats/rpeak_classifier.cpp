@@ -209,10 +209,10 @@ ZYN_WIDEST_VECTORS void sd_from_sums(const double* s, const double* q, std::size
 // Phase 2: running sample standard deviation over +-w samples from
 // incremental sums (never recomputed, so their rounding drift is kept). The
 // sums are a serial chain; they are taken in blocks and the divisions and
-// roots of a block then run side by side.
-std::vector<double> running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w) {
+// roots of a block then run side by side. sd comes zeroed, one entry per
+// sample.
+void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector<double>& sd) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
-  std::vector<double> sd(ecg.size(), 0.0);
   const OneBased x{ecg};
   double s = 0.0, q = 0.0;
   for (std::ptrdiff_t i = 1; i <= std::min(2 * w, n); ++i) {
@@ -237,7 +237,6 @@ std::vector<double> running_noise_sd(std::span<const double> ecg, std::ptrdiff_t
     sd_from_sums(sums, squares, static_cast<std::size_t>(count), width, dof, &sd[static_cast<std::size_t>(first - 1)]);
   }
   hold_ends_at_first_full_window(sd, w);
-  return sd;
 }
 
 // Phase 3: amplitude range squared times slope range over +-v samples.
@@ -420,14 +419,14 @@ std::ptrdiff_t best_scored_maximum(std::span<const double> y) {
 
 // Phase 6 step 2 ahead of the segments: the light smoothing of the whole
 // corrected signal, whose stretches stand for the smoothed contexts when the
-// smoothing sums its few samples directly (empty otherwise).
-std::vector<double> smoothed_for_crossings(std::span<const double> ecg, double fs) {
-  std::vector<double> smoothedWhole;
-  if (smoothing_half_width(fs / kCrossingSpanDivisor + 1.0) <= kDirectSumHalfWidth) {
-    smoothedWhole.assign(ecg.begin(), ecg.end());
-    smooth_in_place(smoothedWhole, fs / kCrossingSpanDivisor + 1.0);
-  }
-  return smoothedWhole;
+// smoothing sums its few samples directly (left empty otherwise).
+bool crossings_smooth_directly(double fs) {
+  return smoothing_half_width(fs / kCrossingSpanDivisor + 1.0) <= kDirectSumHalfWidth;
+}
+void smooth_for_crossings(std::span<const double> ecg, double fs, std::vector<double>& smoothedWhole) {
+  if (!crossings_smooth_directly(fs)) return;
+  smoothedWhole.assign(ecg.begin(), ecg.end());
+  smooth_in_place(smoothedWhole, fs / kCrossingSpanDivisor + 1.0);
 }
 
 // Phase 6: noise test, flatness test, short-segment widening and peak choice.
@@ -897,20 +896,27 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
 
   // Phases 2 to 4: noise level, QRS feature, envelope and detection mask. The
   // noise level and the envelope both only read the corrected signal, so the
-  // noise level is worked out on the helper meanwhile.
-  Pending<std::vector<double>> noiseLevel = helper.start(
-      [&ecg, w = samples_floor(kNoiseHalfWindowSeconds * fs)] { return running_noise_sd(ecg, w); });
-  Pending<std::vector<double>> smoothedWhole = helper.start([&ecg, fs] { return smoothed_for_crossings(ecg, fs); });
+  // noise level (and the light smoothing for phase 6) is worked out on the
+  // helper meanwhile. Their arrays are allocated here: memory the C library
+  // hands to a short-lived thread is returned to the system more eagerly, and
+  // taking it afresh on every analysis costs page faults.
+  std::vector<double> noiseSd(ecg.size(), 0.0);
+  std::vector<double> smoothedWhole;
+  if (crossings_smooth_directly(fs)) smoothedWhole.reserve(ecg.size());
+  Pending<void> helperSteps = helper.start([&ecg, &noiseSd, &smoothedWhole, fs] {
+    running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), noiseSd);
+    smooth_for_crossings(ecg, fs, smoothedWhole);
+  });
   const std::vector<double> env =
       feature_envelope(qrs_feature(ecg, samples_floor(kRangeHalfWindowSeconds * fs)),
                        samples_floor(kEnvelopeHalfWindowSeconds * fs));
   const std::vector<double> trend = envelope_trend(env, fs);
-  const std::vector<double> noiseSd = noiseLevel.get();
+  helperSteps.get();
   const std::vector<unsigned char> mask = detection_mask(env, noiseSd, trend);
 
   // Phases 5 to 7: candidate segments, one R peak per accepted segment.
   Segments seg = candidate_segments(mask);
-  choose_segment_peaks(seg, ecg, raw, smoothedWhole.get(), fs, helper);
+  choose_segment_peaks(seg, ecg, raw, smoothedWhole, fs, helper);
   keep_segments_with_peaks(seg);
 
   // Phase 8: beat matrix; too few beats or a coarsely quantised signal is unusable.

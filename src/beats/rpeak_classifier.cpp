@@ -70,6 +70,8 @@ constexpr double kHelperMinSeconds = 60.0;
 // Per-beat loops from this count up are split between the two threads (about
 // a minute of beats: shorter loops do not repay the hand-over).
 constexpr std::size_t kMinBeatsForTwoThreads = 64;
+// Segment contexts whose sums advance side by side.
+constexpr std::size_t kContextsSideBySide = 4;
 // Share of the template's coefficient rows the caller works out itself.
 constexpr double kTemplateRowsShareOfCaller = 0.45;
 
@@ -358,15 +360,15 @@ ZYN_WIDEST_VECTORS int64_t sign_steps_about(std::span<const double> x, double me
   return changes;
 }
 
-// Phase 6 step 2: sign changes per sample of the lightly smoothed, mean-free
-// context (each crossing counts 2). The light smoothing sums its few samples
-// directly, so inside the context it equals the smoothing of the whole
-// signal (smoothedContext, when given); only the samples whose window the
-// context clips are recomputed. `work` is scratch space reused across calls.
-double zero_crossing_rate(std::span<const double> context, std::span<const double> smoothedContext,
-                          double fs, std::vector<double>& work) {
+// Phase 6 step 2: the crossing rate is the count of sign changes per sample
+// of the lightly smoothed, mean-free context (each crossing counts 2). The
+// light smoothing sums its few samples directly, so inside the context it
+// equals the smoothing of the whole signal (smoothedContext, when given);
+// only the samples whose window the context clips are recomputed. The
+// smoothed context goes to `work`, scratch space reused across calls.
+void smooth_context(std::span<const double> context, std::span<const double> smoothedContext, double fs,
+                    std::vector<double>& work) {
   const std::size_t len = context.size();
-  if (len == 0) return 0.0;  // no samples, no sign changes
   const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
   if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
     work.assign(smoothedContext.begin(), smoothedContext.end());
@@ -379,10 +381,34 @@ double zero_crossing_rate(std::span<const double> context, std::span<const doubl
     work.assign(context.begin(), context.end());
     smooth_in_place(work, fs / kCrossingSpanDivisor + 1.0);
   }
-  double total = work[0];  // summed in sample order, from the first sample
-  for (std::size_t k = 1; k < len; ++k) total += work[k];
-  const double mean = total / static_cast<double>(len);
-  return static_cast<double>(sign_steps_about(work, mean)) / static_cast<double>(len - 1);
+}
+
+// The rate from the smoothed context and the sum of its samples (in sample
+// order, from the first sample).
+double crossing_rate(std::span<const double> smoothed, double total) {
+  const double mean = total / static_cast<double>(smoothed.size());
+  return static_cast<double>(sign_steps_about(smoothed, mean)) / static_cast<double>(smoothed.size() - 1);
+}
+
+// Sums of Count non-empty series, each in its own order from its first
+// element. A sum is a serial chain of additions; the Count chains advance
+// side by side, so the processor overlaps them instead of waiting on each
+// addition in turn.
+template <std::size_t Count>
+std::array<double, Count> ordered_sums(const std::array<std::span<const double>, Count>& xs) {
+  std::array<double, Count> totals{};
+  std::size_t common = xs[0].size();
+  for (std::size_t r = 0; r < Count; ++r) {
+    totals[r] = xs[r][0];
+    common = std::min(common, xs[r].size());
+  }
+  for (std::size_t k = 1; k < common; ++k) {
+    for (std::size_t r = 0; r < Count; ++r) totals[r] += xs[r][k];
+  }
+  for (std::size_t r = 0; r < Count; ++r) {
+    for (std::size_t k = std::max<std::size_t>(common, 1); k < xs[r].size(); ++k) totals[r] += xs[r][k];
+  }
+  return totals;
 }
 
 // Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall
@@ -435,26 +461,47 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const std::ptrdiff_t context = samples_floor(kContextSeconds * fs);
   const OneBased x{ecg}, r{raw}, smoothed{smoothedWhole};
+  const auto context_of = [&](std::size_t i) {
+    return std::pair{std::max<std::ptrdiff_t>(1, seg.start[i] - context), std::min(n, seg.end[i] + context)};
+  };
+  // The tests of one segment, given the crossing rate of its context.
+  const auto choose_peak_of = [&](std::size_t i, double rate) {
+    const auto [a, b] = context_of(i);
+    if (b < a) return;
+    if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) return;
+    if (count_distinct_up_to(r.range(a, b), kMinDistinctInContext + 1) <= kMinDistinctInContext) return;
+    if (static_cast<double>(seg.end[i] - seg.start[i]) < kMinSegmentSeconds * fs) {
+      // Widened for the record, but left without a peak in this pass.
+      const double widened = std::floor(static_cast<double>(seg.start[i]) + kMinSegmentSeconds * fs);
+      seg.end[i] = static_cast<std::ptrdiff_t>(std::min(static_cast<double>(n), widened));
+      return;
+    }
+    const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]));
+    if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
+  };
   // Each segment reads and writes only its own entries, so the segments are
-  // shared out between two threads.
+  // shared out between two threads. The crossing rates of a few neighbouring
+  // segments are worked out together (their context sums side by side)
+  // before the tests decide segment by segment.
   const auto choose_in = [&](std::size_t first, std::size_t past) {
-    std::vector<double> work;
-    for (std::size_t i = first; i < past; ++i) {
-      const std::ptrdiff_t a = std::max<std::ptrdiff_t>(1, seg.start[i] - context);
-      const std::ptrdiff_t b = std::min(n, seg.end[i] + context);
-      if (b < a) continue;
-      const double rate = zero_crossing_rate(
-          x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b), fs, work);
-      if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) continue;
-      if (count_distinct_up_to(r.range(a, b), kMinDistinctInContext + 1) <= kMinDistinctInContext) continue;
-      if (static_cast<double>(seg.end[i] - seg.start[i]) < kMinSegmentSeconds * fs) {
-        // Widened for the record, but left without a peak in this pass.
-        const double widened = std::floor(static_cast<double>(seg.start[i]) + kMinSegmentSeconds * fs);
-        seg.end[i] = static_cast<std::ptrdiff_t>(std::min(static_cast<double>(n), widened));
-        continue;
+    std::array<std::vector<double>, kContextsSideBySide> work;
+    for (std::size_t group = first; group < past; group += kContextsSideBySide) {
+      std::array<std::span<const double>, kContextsSideBySide> smoothedContexts{};
+      for (std::size_t lane = 0; lane < kContextsSideBySide; ++lane) {
+        const std::size_t i = std::min(group + lane, past - 1);  // a short last group repeats its last segment
+        const auto [a, b] = context_of(i);
+        if (b < a) {
+          work[lane].assign(1, 0.0);  // no context, no tests: a stand-in is summed
+        } else {
+          smooth_context(x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b),
+                         fs, work[lane]);
+        }
+        smoothedContexts[lane] = work[lane];
       }
-      const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]));
-      if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
+      const auto totals = ordered_sums(smoothedContexts);
+      for (std::size_t i = group; i < std::min(past, group + kContextsSideBySide); ++i) {
+        choose_peak_of(i, crossing_rate(smoothedContexts[i - group], totals[i - group]));
+      }
     }
   };
   helper.for_each_shared(seg.start.size(), kMinBeatsForTwoThreads, choose_in);

@@ -30,8 +30,17 @@ namespace zyn {
 
 // Waking a sleeping thread costs tens of microseconds on a virtual machine,
 // as much as a short step; a thread expecting its partner within this time
-// polls instead of sleeping.
-inline constexpr std::chrono::microseconds kSpinBeforeSleeping{1000};
+// polls instead of sleeping, yielding its core to any other thread that is
+// ready to run (many analyses at once must not starve one another).
+inline constexpr std::chrono::microseconds kSpinBeforeSleeping{200};
+
+// Polls done() until it holds or kSpinBeforeSleeping has passed.
+template <class Done>
+void poll_briefly(Done done) {
+  const auto giveUp = std::chrono::steady_clock::now() + kSpinBeforeSleeping;
+  while (!done() && std::chrono::steady_clock::now() < giveUp) std::this_thread::yield();
+}
+
 // A shared loop is cut into about this many runs, of at least kMinItemsPerRun
 // items each: enough to even out the threads, few enough to keep the
 // per-run overhead small.
@@ -52,10 +61,7 @@ class Pending {
   }
   // The step's result; an exception thrown by the step is rethrown here.
   R get() {
-    const auto giveUp = std::chrono::steady_clock::now() + kSpinBeforeSleeping;
-    while (future_.wait_for(std::chrono::seconds(0)) != std::future_status::ready &&
-           std::chrono::steady_clock::now() < giveUp) {
-    }
+    poll_briefly([this] { return future_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
     return future_.get();
   }
 
@@ -138,10 +144,9 @@ class HelperThread {
   void serve() {
     for (;;) {
       std::packaged_task<void()> step;
-      const auto giveUp = std::chrono::steady_clock::now() + kSpinBeforeSleeping;
-      while (queued_.load(std::memory_order_acquire) == 0 && !closing_.load(std::memory_order_acquire) &&
-             std::chrono::steady_clock::now() < giveUp) {
-      }
+      poll_briefly([this] {
+        return queued_.load(std::memory_order_acquire) != 0 || closing_.load(std::memory_order_acquire);
+      });
       {
         std::unique_lock<std::mutex> lock(mutex_);
         wake_.wait(lock, [this] { return closing_.load(std::memory_order_relaxed) || !queue_.empty(); });

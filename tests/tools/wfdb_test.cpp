@@ -288,23 +288,6 @@ TEST(WfdbRealData, Record100HeaderSignalsAndBeats) {
   EXPECT_EQ(analysis_signal(rec, 0).size(), 361111u);
 }
 
-TEST(WfdbRealData, OtherLayoutsAndFormat16) {
-  if (!have_record("mitdb", "114") || !have_record("nstdb", "118e00"))
-    GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
-  EXPECT_EQ(find_signal(read_header(data_dir() / "mitdb" / "114.hea"), "MLII"), 1u);
-  const Record noisy = read_record(data_dir() / "nstdb", "118e00");  // format 16
-  EXPECT_EQ(std::tuple(noisy.header.signals[0].format, noisy.samples[0][0], noisy.header.signals[0].baseline),
-            std::tuple(16, -167, 1024));
-  EXPECT_DOUBLE_EQ(full_scale(noisy.header.signals[0]), 10.24);
-  std::size_t beats = 0;
-  for (const Annotation& a : read_annotations(data_dir() / "nstdb" / "118e00.atr"))
-    beats += is_beat(a.code) ? 1 : 0;
-  EXPECT_EQ(beats, 2278u);
-  const Header qt = read_header(data_dir() / "qtdb" / "sel100.hea");  // "250/360", "200(0)"
-  EXPECT_EQ(std::tuple(qt.samplingFrequency, qt.counterFrequency, qt.signals[0].baseline, qt.signals[0].adcZero),
-            std::tuple(250.0, 360.0, 0, 1024));
-}
-
 TEST(WfdbRealData, AllArrhythmiaRecordsHoldTheQuotedBeatTotal) {
   if (!have_record("mitdb", "234")) GTEST_SKIP() << "MIT-BIH data not found in " << ZYN_DATA_DIR;
   std::size_t records = 0;

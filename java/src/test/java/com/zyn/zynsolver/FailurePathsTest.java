@@ -114,11 +114,4 @@ class FailurePathsTest {
     assertEquals("*** ERROR generating the Cipher Object", out.get(qrsMessage + 2), c.stdout());
     assertEquals("hrv=null", out.get(qrsMessage + 3), c.stdout());
   }
-
-  @Test
-  void theUnmodifiedPackageSealsInAChildJvmToo(@TempDir Path dir) throws Exception {
-    Child c = runFailureChild(packageWithout(dir.resolve("classes"), Set.of()));
-    assertTrue(lines(c).contains("qrs=javax.crypto.SealedObject"), c.stdout());
-    assertTrue(lines(c).contains("hrv=javax.crypto.SealedObject"), c.stdout());
-  }
 }

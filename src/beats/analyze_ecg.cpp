@@ -15,6 +15,7 @@
 #include "beats/rpeak_classifier.hpp"
 #include "runtime/emx.hpp"
 #include "runtime/parallel.hpp"
+#include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
 #include "zynecgsolver/beats.h"
 
@@ -47,8 +48,8 @@ StretchBeats analyze_stretch(std::span<const double> ecg, double fs, HelperThrea
   // The coarse detector only reads the samples and shares nothing with the
   // refined one, so it runs on the helper meanwhile.
   Pending<bool> shortRr = helper.start([ecg, fs] { return coarse_rr_is_short(ecg, fs); });
-  std::vector<double> copy(ecg.begin(), ecg.end());
-  StretchBeats out = keep_inner_beats(analyze_ecg_r(copy, fs, helper), ecg.size(), fs);
+  PooledSamples copy(ecg);
+  StretchBeats out = keep_inner_beats(analyze_ecg_r(*copy, fs, helper), ecg.size(), fs);
   out.shortRr = shortRr.get();
   return out;
 }

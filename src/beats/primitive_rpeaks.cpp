@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "runtime/emx.hpp"
+#include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
 #include "zynecgsolver/beats.h"
 
@@ -40,11 +41,11 @@ void filter_in_place(std::vector<double>& p) {
   band_pass_into(p, zi, p);
 }
 
-// Reflection about the end samples, then the forward and the backward pass.
-std::vector<double> zero_phase_band_pass(std::span<const double> x) {
+// Reflection about the end samples, then the forward and the backward pass;
+// the filtered x is p's middle.
+void zero_phase_band_pass(std::span<const double> x, std::vector<double>& p) {
   const std::size_t n = x.size();
   const std::size_t pad = kReflectedSamples;
-  std::vector<double> p(n + 2 * pad);
   for (std::size_t i = 1; i <= pad; ++i) p[i - 1] = 2.0 * x[0] - x[pad + 1 - i];
   std::copy(x.begin(), x.end(), p.begin() + static_cast<std::ptrdiff_t>(pad));
   for (std::size_t i = 1; i <= pad; ++i) p[n + pad + i - 1] = 2.0 * x[n - 1] - x[n - 1 - i];
@@ -52,8 +53,6 @@ std::vector<double> zero_phase_band_pass(std::span<const double> x) {
   std::reverse(p.begin(), p.end());
   filter_in_place(p);
   std::reverse(p.begin(), p.end());
-  return {p.begin() + static_cast<std::ptrdiff_t>(pad),
-          p.begin() + static_cast<std::ptrdiff_t>(pad + n)};
 }
 
 double running_max(std::span<const double> f) {
@@ -85,7 +84,9 @@ void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, 
 
 std::vector<double> primitive_rpeaks(std::span<const double> x, double fs) {
   if (x.size() < kMinimumSamples) return {};
-  return pick_coarse_peaks(zero_phase_band_pass(x), fs);
+  PooledSamples padded(x.size() + 2 * kReflectedSamples);
+  zero_phase_band_pass(x, *padded);
+  return pick_coarse_peaks(std::span<const double>(*padded).subspan(kReflectedSamples, x.size()), fs);
 }
 
 std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {

@@ -23,6 +23,7 @@
 #include "beats/signal_kernels.hpp"
 #include "runtime/emx.hpp"
 #include "runtime/parallel.hpp"
+#include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
 #include "toolbox/reductions.hpp"
@@ -241,33 +242,28 @@ void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector
   hold_ends_at_first_full_window(sd, w);
 }
 
-// Phase 3: amplitude range squared times slope range over +-v samples.
-std::vector<double> qrs_feature(std::span<const double> ecg, std::ptrdiff_t v) {
+// Phase 3: amplitude range squared times slope range over +-v samples, into
+// feature (zeros, one per sample).
+void qrs_feature(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& feature) {
   const std::size_t n = ecg.size();
-  std::vector<double> slope(n, 0.0);
-  for (std::size_t k = 1; k + 1 < n; ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
+  PooledSamples slope(n), slopeRange(n);
+  for (std::size_t k = 1; k + 1 < n; ++k) (*slope)[k] = ecg[k + 1] - ecg[k - 1];
   const auto half = static_cast<std::size_t>(v);
-  std::vector<double> feature(n, 0.0);
   sliding_range_centred(ecg, half, feature);
-  std::vector<double> slopeRange(n, 0.0);
-  sliding_range_centred(slope, half, slopeRange);
-  for (std::size_t k = 0; k < n; ++k) feature[k] = feature[k] * feature[k] * slopeRange[k];
-  return feature;
+  sliding_range_centred(*slope, half, *slopeRange);
+  for (std::size_t k = 0; k < n; ++k) feature[k] = feature[k] * feature[k] * (*slopeRange)[k];
 }
 
-// Phase 4: +-u moving maximum of the feature; its ends repeat the first and
-// last full-window values.
-std::vector<double> feature_envelope(std::span<const double> feature, std::ptrdiff_t u) {
-  std::vector<double> env(feature.size(), 0.0);
+// Phase 4: +-u moving maximum of the feature into env (zeros, one per
+// sample); its ends repeat the first and last full-window values.
+void feature_envelope(std::span<const double> feature, std::ptrdiff_t u, std::vector<double>& env) {
   sliding_max_centred(feature, static_cast<std::size_t>(u), env);
   hold_ends_at_first_full_window(env, u);
-  return env;
 }
 
-// Phase 4: the 3-second trend of the envelope, its first and last second held
-// at the values one second in.
-std::vector<double> envelope_trend(const std::vector<double>& env, double fs) {
-  std::vector<double> trend(env.size());
+// Phase 4: the 3-second trend of the envelope into trend (one per sample),
+// its first and last second held at the values one second in.
+void envelope_trend(const std::vector<double>& env, double fs, std::vector<double>& trend) {
   smooth_moving_average(env, trend, kTrendSmoothSeconds * fs);
   const auto n = static_cast<std::ptrdiff_t>(trend.size());
   const std::ptrdiff_t second = std::min(samples_floor(fs), n);
@@ -281,7 +277,6 @@ std::vector<double> envelope_trend(const std::vector<double>& env, double fs) {
     const double tail = trend[static_cast<std::size_t>(tailPlace) - 1];
     std::fill(trend.end() - second, trend.end(), tail);
   }
-  return trend;
 }
 
 // Phase 4 step 3: envelope > 3 noiseSd^3 + 0.5 trend, the cube taken by the
@@ -683,9 +678,9 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows, Helper
   // works out the first rows and sums them; the caller's share is smaller,
   // since it does all the sums too.
   const std::size_t split = g < kMinBeatsForTwoThreads ? g : rows_holding_share(g, kTemplateRowsShareOfCaller);
-  std::vector<double> laterRows((g - split) * (g - split - 1) / 2);
+  PooledSamples laterRows((g - split) * (g - split - 1) / 2);
   Pending<void> later = helper.start([&] {
-    double* tail = laterRows.data();
+    double* tail = laterRows->data();
     for (std::size_t i = split; i < g; tail += g - i - 1, ++i) coefficient_row(i, tail);
   });
   std::vector<double> sums(g, 0.0);
@@ -704,7 +699,7 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows, Helper
     add_rows_to_column_sums<1>(sums, variance, i, {block.data()});
   }
   later.get();
-  const double* tail = laterRows.data();
+  const double* tail = laterRows->data();
   for (; i + kRowsSideBySide <= g; i += kRowsSideBySide) {
     std::array<const double*, kRowsSideBySide> tails{};
     for (std::size_t r = 0; r < kRowsSideBySide; ++r) {
@@ -933,13 +928,13 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   // Phase 1: median-centred raw signal, baseline removed with a 0.2 s mean.
   const double med = median(ecg);
   for (double& v : ecg) v -= med;
-  const std::vector<double> raw = ecg;
+  const PooledSamples raw(ecg);
   {
-    std::vector<double> baseline(ecg.size());
-    smooth_moving_average(ecg, baseline, fs / kBaselineSpanDivisor);
-    for (std::size_t k = 0; k < ecg.size(); ++k) ecg[k] -= baseline[k];
+    PooledSamples baseline(ecg.size());
+    smooth_moving_average(ecg, *baseline, fs / kBaselineSpanDivisor);
+    for (std::size_t k = 0; k < ecg.size(); ++k) ecg[k] -= (*baseline)[k];
   }
-  const std::size_t distinctRaw = count_distinct_up_to(raw, kMinDistinctInSignal);
+  const std::size_t distinctRaw = count_distinct_up_to(*raw, kMinDistinctInSignal);
 
   // Phases 2 to 4: noise level, QRS feature, envelope and detection mask. The
   // noise level and the envelope both only read the corrected signal, so the
@@ -947,23 +942,23 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   // helper meanwhile. Their arrays are allocated here: memory the C library
   // hands to a short-lived thread is returned to the system more eagerly, and
   // taking it afresh on every analysis costs page faults.
-  std::vector<double> noiseSd(ecg.size(), 0.0);
-  std::vector<double> smoothedWhole;
-  if (crossings_smooth_directly(fs)) smoothedWhole.reserve(ecg.size());
+  const std::size_t samples = ecg.size();
+  PooledSamples noiseSd(samples), smoothedWhole(crossings_smooth_directly(fs) ? samples : 0);
+  smoothedWhole->clear();  // filled by the helper, in the capacity taken here
   Pending<void> helperSteps = helper.start([&ecg, &noiseSd, &smoothedWhole, fs] {
-    running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), noiseSd);
-    smooth_for_crossings(ecg, fs, smoothedWhole);
+    running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
+    smooth_for_crossings(ecg, fs, *smoothedWhole);
   });
-  const std::vector<double> env =
-      feature_envelope(qrs_feature(ecg, samples_floor(kRangeHalfWindowSeconds * fs)),
-                       samples_floor(kEnvelopeHalfWindowSeconds * fs));
-  const std::vector<double> trend = envelope_trend(env, fs);
+  PooledSamples feature(samples), env(samples), trend(samples);
+  qrs_feature(ecg, samples_floor(kRangeHalfWindowSeconds * fs), *feature);
+  feature_envelope(*feature, samples_floor(kEnvelopeHalfWindowSeconds * fs), *env);
+  envelope_trend(*env, fs, *trend);
   helperSteps.get();
-  const std::vector<unsigned char> mask = detection_mask(env, noiseSd, trend);
+  const std::vector<unsigned char> mask = detection_mask(*env, *noiseSd, *trend);
 
   // Phases 5 to 7: candidate segments, one R peak per accepted segment.
   Segments seg = candidate_segments(mask);
-  choose_segment_peaks(seg, ecg, raw, smoothedWhole, fs, helper);
+  choose_segment_peaks(seg, ecg, *raw, *smoothedWhole, fs, helper);
   keep_segments_with_peaks(seg);
 
   // Phase 8: beat matrix; too few beats or a coarsely quantised signal is unusable.
@@ -973,10 +968,10 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
 
   // Phase 9: template, classes, look-back for missed beats.
   const std::vector<double>& tmplRow = rows[choose_template(rows, helper)];
-  Classes classes = classify_beats(seg, tmplRow, ecg, raw, fs, h, helper);
+  Classes classes = classify_beats(seg, tmplRow, ecg, *raw, fs, h, helper);
   const Centred tmpl = centre(tmplRow);
   for (int pass = 0; pass < kMaxLookBackPasses; ++pass) {
-    if (!look_back_once(classes, tmpl, tmplRow, ecg, raw, fs, h)) break;
+    if (!look_back_once(classes, tmpl, tmplRow, ecg, *raw, fs, h)) break;
   }
 
   // Phase 10.

@@ -17,8 +17,12 @@ if(ZYN_WARNINGS_AS_ERRORS)
   target_compile_options(zyn_flags INTERFACE -Werror)
 endif()
 
-# Sanitizers apply to everything that links zyn_sanitizers (all targets do).
+# Sanitizers apply to everything that links zyn_sanitizers (all targets do,
+# the library's own sources included).
 add_library(zyn_sanitizers INTERFACE)
+if(ZYN_SANITIZE OR ZYN_TSAN)
+  target_compile_definitions(zyn_sanitizers INTERFACE ZYN_SINGLE_VARIANT)
+endif()
 if(ZYN_SANITIZE)
   target_compile_options(zyn_sanitizers INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -8,7 +8,10 @@
 // gives the same bits as the baseline one.
 #pragma once
 
-#if defined(__x86_64__) && defined(__ELF__)
+// Sanitizer builds compile one variant only: the loader runs the variant
+// chooser before any sanitizer runtime is ready, and an instrumented chooser
+// crashes there.
+#if defined(__x86_64__) && defined(__ELF__) && !defined(ZYN_SINGLE_VARIANT)
 #define ZYN_WIDEST_VECTORS __attribute__((target_clones("avx512f", "avx2", "default")))
 #else
 #define ZYN_WIDEST_VECTORS

@@ -714,11 +714,10 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows, Helper
 
 // Phase 9 steps 2 and 3: correlation of each segment with the template,
 // premature-beat rule and class split; class-1 peaks refined on the raw signal.
-Classes classify_beats(const Segments& seg, const std::vector<double>& tmplRow, std::span<const double> ecg,
+Classes classify_beats(const Segments& seg, const Centred& tmpl, std::span<const double> ecg,
                        std::span<const double> raw, double fs, std::ptrdiff_t h, HelperThread& helper) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const OneBased r{raw};
-  const Centred tmpl = centre(tmplRow);
   std::ptrdiff_t longest = 0;
   for (std::size_t i = 0; i < seg.start.size(); ++i) longest = std::max(longest, seg.end[i] - seg.start[i] + 1);
   const auto bufferLength = static_cast<std::size_t>(std::max(longest, 4 * h + 1));
@@ -939,9 +938,9 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   // Phases 2 to 4: noise level, QRS feature, envelope and detection mask. The
   // noise level and the envelope both only read the corrected signal, so the
   // noise level (and the light smoothing for phase 6) is worked out on the
-  // helper meanwhile. Their arrays are allocated here: memory the C library
-  // hands to a short-lived thread is returned to the system more eagerly, and
-  // taking it afresh on every analysis costs page faults.
+  // helper meanwhile. Their arrays are taken here, from this thread's pool:
+  // the helper thread lives for one analysis, and memory taken there would
+  // be faulted in afresh every time.
   const std::size_t samples = ecg.size();
   PooledSamples noiseSd(samples), smoothedWhole(crossings_smooth_directly(fs) ? samples : 0);
   smoothedWhole->clear();  // filled by the helper, in the capacity taken here
@@ -968,8 +967,8 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
 
   // Phase 9: template, classes, look-back for missed beats.
   const std::vector<double>& tmplRow = rows[choose_template(rows, helper)];
-  Classes classes = classify_beats(seg, tmplRow, ecg, *raw, fs, h, helper);
   const Centred tmpl = centre(tmplRow);
+  Classes classes = classify_beats(seg, tmpl, ecg, *raw, fs, h, helper);
   for (int pass = 0; pass < kMaxLookBackPasses; ++pass) {
     if (!look_back_once(classes, tmpl, tmplRow, ecg, *raw, fs, h)) break;
   }

@@ -3,12 +3,12 @@
 // The machines this library targets have at least two cores, and a single
 // analysis would leave the second idle. An analysis long enough to repay it
 // owns one helper thread for its whole duration and hands it steps that read
-// only data no other running step writes: whole steps, or the second half of
-// a loop whose iterations touch only their own item. Every item is still
+// only data no other running step writes: whole steps, or a share of the runs
+// of a loop whose iterations touch only their own item. Every item is still
 // computed by the same code, so results do not depend on the split, nor on
 // whether a helper could be started at all.
 //
-// Starting a thread costs about as much as a tenth of a 10-minute analysis
+// Starting a thread costs a few percent of a whole 10-minute analysis
 // on a virtual machine, so the helper is started once per analysis and fed
 // from a queue rather than started per step.
 #pragma once

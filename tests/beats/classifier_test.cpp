@@ -37,8 +37,6 @@ TEST(Classifier, UnusableInputGivesASingleZeroBeat) {
   for (double& v : coarse) v = std::round(v * 30.0) / 30.0;
   EXPECT_EQ(analyze_ecg_r(coarse, 200.0).rpeaks, kUnusable.rpeaks);
   EXPECT_GT(analyze_ecg_r(fine, 200.0).rpeaks.size(), 20u);
-  std::sort(coarse.begin(), coarse.end());
-  EXPECT_GT(std::unique(coarse.begin(), coarse.end()) - coarse.begin(), 40);  // just below 70
   std::vector<double> empty;
   EXPECT_EQ(analyze_ecg_r(empty, 200.0).rpeaks, kUnusable.rpeaks);
 }

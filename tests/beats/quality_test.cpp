@@ -11,8 +11,7 @@
 #include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
 
-using zyn::beats::stretch_quality;
-using zyn::beats::window_quality;
+using namespace zyn::beats;
 using namespace zyn::testing;
 
 namespace {

@@ -15,15 +15,8 @@ namespace {
 
 using zyn::AnalysisRequest;
 
-AnalysisRequest request(const std::vector<double>& ecg, int32_t fs = 200, int32_t start = 0,
-                        int32_t window = 10, double fullScale = 10.0) {
-  AnalysisRequest r;
-  r.ecg = std::span<const double>(ecg);
-  r.fs = fs;
-  r.startSeconds = start;
-  r.qualityWindowSeconds = window;
-  r.fullScale = fullScale;
-  return r;
+AnalysisRequest request(const std::vector<double>& ecg, int32_t fs = 200, int32_t start = 0, double fullScale = 10.0) {
+  return {std::span<const double>(ecg), fs, start, 10, fullScale};
 }
 
 std::size_t used(const std::vector<int32_t>& v) {
@@ -37,13 +30,13 @@ TEST(AnalysisValidation, CodesFollowTheDocumentedOrder) {
   EXPECT_EQ(zyn::analyse_qrs(none).error, 1);                              // null first
   EXPECT_EQ(zyn::analyse_qrs(request(shortEcg, 0, -1)).error, 2);          // fs 0 before start
   EXPECT_EQ(zyn::analyse_qrs(request(shortEcg, 199, -1)).error, 7);        // start before length
-  EXPECT_EQ(zyn::analyse_qrs(request(shortEcg, 199, 0, 10, 0.0)).error, 7);  // full scale before length
+  EXPECT_EQ(zyn::analyse_qrs(request(shortEcg, 199, 0, 0.0)).error, 7);  // full scale before length
   EXPECT_EQ(zyn::analyse_qrs(request(shortEcg, 199)).error, 2);
   const auto ecg = zyn::testing::synthetic_ecg(12000, 200, 75, 2);
   EXPECT_EQ(zyn::analyse_qrs(request(ecg, 200, 54)).error, 0);
   EXPECT_EQ(zyn::analyse_qrs(request(ecg, 200, 55)).error, 7);
   EXPECT_EQ(zyn::analyse_hrv(request(ecg)).error, 2);  // 60 s is too short for HRV
-  EXPECT_EQ(zyn::analyse_qrs(request(ecg, 200, 0, 10, std::nan(""))).error, 7);
+  EXPECT_EQ(zyn::analyse_qrs(request(ecg, 200, 0, std::nan(""))).error, 7);
 }
 
 TEST(AnalysisIndices, DetectedBeatsLieOnTheSyntheticRWaves) {

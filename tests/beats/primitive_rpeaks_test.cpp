@@ -11,9 +11,7 @@
 #include "zynecgsolver/beats.h"
 #include "zynecgsolver/emxarray.h"
 
-using zyn::beats::band_pass;
-using zyn::beats::pick_coarse_peaks;
-using zyn::beats::primitive_rpeaks;
+using namespace zyn::beats;
 
 TEST(BandPass, MatchesItsDifferenceEquationFromRest) {
   const std::array<double, 5> b = {0.067455273889072, 0.0, -0.134910547778145, 0.0, 0.067455273889072};

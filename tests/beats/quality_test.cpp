@@ -7,11 +7,12 @@
 #include <vector>
 
 #include "beats/signal_quality.hpp"
+#include "common/records.hpp"
 #include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
 
-using zyn::beats::stretch_quality;
-using zyn::beats::window_quality;
+using namespace zyn::beats;
+using namespace zyn::testing;
 
 namespace {
 using B = std::vector<int32_t>;
@@ -66,13 +67,11 @@ TEST(WindowQuality, WholeWindowsOnlyAndTheirOwnCodes) {
   x[150] = 5.0;  // saturation in window 1
   EXPECT_EQ(window_quality(x, 200, beats, 10, 5.0), (std::vector<int32_t>{5, 3, 6}));
   // The C adapters fill a column.
-  auto ecg = zyn::make_record<emxArray_real_T>(1);
-  auto b = zyn::make_record<emxArray_int32_T>(1), codes = zyn::make_record<emxArray_int32_T>(2);
-  zyn::assign_column(ecg.get(), x);
-  zyn::assign_column(b.get(), beats);
+  auto ecg = column_of(x);
+  auto b = record(beats), codes = zyn::make_record<emxArray_int32_T>(2);
   m_checkWindowQuality(ecg.get(), 200, b.get(), 10, codes.get(), 5.0);
   EXPECT_EQ(codes->size[1], 1);
-  EXPECT_EQ(std::vector<int32_t>(codes->data, codes->data + codes->size[0]), (std::vector<int32_t>{5, 3, 6}));
+  EXPECT_EQ(contents(codes), (std::vector<int32_t>{5, 3, 6}));
   EXPECT_EQ(m_checkQualityVar(ecg.get(), b.get(), 5.0, static_cast<double>(beats.size())), 2);
 }
 

@@ -5,22 +5,21 @@
 #include <cmath>
 #include <random>
 
-#include "hrv_test_support.hpp"
+#include "common/records.hpp"
 #include "zynecgsolver/hrv.h"
 
 namespace {
-using namespace hrvtest;
+using namespace zyn::testing;
 
 double trimmed(const std::vector<int32_t>& normal, const std::vector<int32_t>& extra,
                int32_T nNormal = -9, int32_T nExtra = -9) {
-  auto n = int_column(normal);
-  auto e = int_column(extra);
-  return m_calcHRsys(n.get(), nNormal == -9 ? static_cast<int32_T>(normal.size()) : nNormal, e.get(),
-                     nExtra == -9 ? static_cast<int32_T>(extra.size()) : nExtra, 200);
+  const auto count = [](int32_T n, std::size_t size) { return n == -9 ? static_cast<int32_T>(size) : n; };
+  return m_calcHRsys(record(normal).get(), count(nNormal, normal.size()), record(extra).get(),
+                     count(nExtra, extra.size()), 200);
 }
 
 double median_rate(const std::vector<int32_t>& peaks, int32_T n) {
-  return calcHRvar(int_column(peaks).get(), n, 200);
+  return calcHRvar(record(peaks).get(), n, 200);
 }
 
 TEST(TrimmedMeanHeartRate, KnownAnswersOfTheTrimmingRule) {

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "hrv/hrv.hpp"
-#include "hrv_test_support.hpp"
+#include "common/records.hpp"
 #include "zynecgsolver/hrv.h"
 
 namespace {
@@ -53,11 +53,9 @@ Result analyse(const Beats& b, int32_t nRR = -9) {
 
 TEST(HrvWithExtraSystoles, TenMinutesGiveAPlausibleRecordThroughTheCInterface) {
   const Beats b = synthetic_beats(700, 1);
-  auto normal = hrvtest::int_column(b.normal);
-  auto extra = hrvtest::int_column(b.extra);
   Result r;
-  calcHrvExtra(normal.get(), extra.get(), static_cast<int32_T>(b.normal.size()) - 1, 200, r.time.data(),
-               r.freq.data(), &r.status);
+  calcHrvExtra(zyn::testing::record(b.normal).get(), zyn::testing::record(b.extra).get(),
+               static_cast<int32_T>(b.normal.size()) - 1, 200, r.time.data(), r.freq.data(), &r.status);
   EXPECT_TRUE(r == analyse(b));
   EXPECT_EQ(r.status, 0);
   EXPECT_NEAR(r.time[1], 0.8, 0.05);  // avnn (s)

@@ -20,18 +20,11 @@ Record stats(const V& t, const V& rr, const std::string& flags, int32_t* segment
   return out;
 }
 
-double sd(const V& v) {
-  double mean = 0.0, ss = 0.0;
-  for (double x : v) mean += x / static_cast<double>(v.size());
-  for (double x : v) ss += (x - mean) * (x - mean);
-  return std::sqrt(ss / static_cast<double>(v.size() - 1));
-}
-
 TEST(NNStatistics, AnIntervalIsNNOnlyAfterANormalBeatAndNeverFirst) {
   const Record r = stats({0, 1, 2, 3, 4}, {0.8, 1.0, 1.2, 0.9, 1.1}, "NNVNN");
   EXPECT_DOUBLE_EQ(r[kNnRatio], 2.0 / 5.0);  // intervals 2 and 5
   EXPECT_DOUBLE_EQ(r[kAvnn], 1.05);
-  EXPECT_NEAR(r[kSdnn], sd({1.0, 1.1}), 1e-12);
+  EXPECT_NEAR(r[kSdnn], 0.05 * M_SQRT2, 1e-12);  // sample sd of {1.0, 1.1}
   EXPECT_TRUE(std::isnan(r[kRmssd]) && std::isnan(r[kPnn50]));  // no two NN in a row
 }
 
@@ -48,13 +41,13 @@ TEST(NNStatistics, SegmentBoundariesAtExactly300Seconds) {
   int32_t segments = 0;
   Record r = stats({0, 100, 200, 300, 400, 500}, {0.8, 1.0, 1.2, 0.5, 0.7, 0.6}, "NNNNNN", &segments);
   EXPECT_EQ(segments, 2);  // t = 300 opens the second segment
-  EXPECT_NEAR(r[kSdann], sd({1.1, 0.6}), 1e-12);
-  EXPECT_NEAR(r[kSdnnIdx], (sd({1.0, 1.2}) + sd({0.5, 0.7, 0.6})) / 2.0, 1e-12);
+  EXPECT_NEAR(r[kSdann], 0.25 * M_SQRT2, 1e-12);                 // sd of the means 1.1 and 0.6
+  EXPECT_NEAR(r[kSdnnIdx], (0.1 * M_SQRT2 + 0.1) / 2.0, 1e-12);  // sd {1.0, 1.2} and {0.5, 0.7, 0.6}
   // A segment with one NN interval is ignored; one segment left: sdann -1, 0 after calcHrvTime.
   const V t{0, 100, 300, 400, 500}, rr{0.8, 1.0, 0.5, 0.7, 0.6};
   r = stats(t, rr, "NNNNN");
   EXPECT_EQ(r[kSdann], -1.0);
-  EXPECT_NEAR(r[kSdnnIdx], sd({0.5, 0.7, 0.6}), 1e-12);
+  EXPECT_NEAR(r[kSdnnIdx], 0.1, 1e-12);
   int32_t status = 9;
   time_domain_hrv(t, rr, "NNNNN", r, status);
   EXPECT_EQ(r[kSdann], 0.0);
@@ -68,13 +61,13 @@ TEST(NNStatistics, GapOfMoreThanOneSegmentClosesTheAdvancedSlotWithZeros) {
   const Record r = stats({0, 100, 200, 250, 1000, 1100, 1150}, {0.9, 1.0, 1.1, 1.2, 0.5, 0.6, 0.8},
                          "NNNNNNN", &segments);
   EXPECT_EQ(segments, 4);
-  EXPECT_NEAR(r[kSdann], sd({0.0, (0.5 + 0.6 + 0.8) / 3.0}), 1e-12);
-  EXPECT_NEAR(r[kSdnnIdx], sd({0.5, 0.6, 0.8}) / 2.0, 1e-12);
+  EXPECT_NEAR(r[kSdann], (1.9 / 3.0) / M_SQRT2, 1e-12);           // sd {0, 1.9 / 3}
+  EXPECT_NEAR(r[kSdnnIdx], std::sqrt(0.07 / 3.0) / 2.0, 1e-12);  // sd {0.5, 0.6, 0.8} = sqrt(0.07 / 3)
   EXPECT_DOUBLE_EQ(r[kAvnn], (1.0 + 1.1 + 1.2 + 0.5 + 0.6 + 0.8) / 6.0);
   // t = 600 after the end 300 is no gap: it closes [0, 300), and 700 >= 600 closes again.
   const Record e = stats({0, 100, 200, 600, 700}, {0.9, 1.0, 1.1, 0.5, 0.6}, "NNNNN", &segments);
   EXPECT_EQ(segments, 3);
-  EXPECT_NEAR(e[kSdnnIdx], sd({1.0, 1.1}), 1e-12);
+  EXPECT_NEAR(e[kSdnnIdx], 0.05 * M_SQRT2, 1e-12);
   stats({0, 1, INFINITY, 1e300}, {1, 1, 1, 1}, "NNNN", &segments);  // the walk stays bounded
   EXPECT_GT(segments, 2);
 }

@@ -4,22 +4,23 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <random>
 
-#include "toolbox/records.hpp"
+#include "common/records.hpp"
 #include "toolbox/search_sort.hpp"
 #include "zynecgsolver/toolbox_search.h"
 
 namespace {
 
-using namespace toolbox_test;
+using namespace zyn::testing;
 using Ints = std::vector<int32_t>;
 
 // 1-based positions of x in a stable sort with NaN last: a stable sort's
 // permutation is unique, whatever the algorithm behind it.
 Ints stable_sort_permutation(const std::vector<double>& x) {
   Ints idx(x.size());
-  for (std::size_t k = 0; k < idx.size(); ++k) idx[k] = static_cast<int32_t>(k + 1);
+  std::iota(idx.begin(), idx.end(), 1);
   std::stable_sort(idx.begin(), idx.end(), [&x](int32_t a, int32_t b) {
     const double u = x[std::size_t(a - 1)], v = x[std::size_t(b - 1)];
     return u < v || (std::isnan(v) && !std::isnan(u));
@@ -27,38 +28,30 @@ Ints stable_sort_permutation(const std::vector<double>& x) {
   return idx;
 }
 
-TEST(FindFamily, AllFalseMasksGiveEmptyResultsNotZero) {
-  const std::vector<unsigned char> none(7, 0);
-  auto out = zyn::make_record<emxArray_real_T>(2);
-  m_find(record(none, false).get(), out.get());
-  EXPECT_EQ(shape(out), (Ints{0, 1}));
-  m_b_find(record(none, true).get(), out.get());
-  EXPECT_EQ(shape(out), (Ints{1, 0}));
-  const boolean_T fixed[19] = {};
-  real_T data[19];
-  int32_T size[1] = {-1};
-  m_d_find(fixed, data, size);
-  EXPECT_EQ(size[0], 0);
-}
-
-TEST(FindFamily, PositionsAreOneBasedAndFollowOrientation) {
-  const std::vector<unsigned char> mask{0, 1, 1, 0, 0, 1, 0};
-  auto col = record(mask, false), row = record(mask, true);
+TEST(FindFamily, OneBasedPositionsFollowOrientationAndAllFalseMasksGiveEmptyResults) {
+  const std::vector<unsigned char> mask{0, 1, 1, 0, 0, 1, 0}, none(7, 0);
   auto out = zyn::make_record<emxArray_real_T>(2);
   const std::pair<void (*)(const emxArray_boolean_T*, emxArray_real_T*), std::vector<double>> finds[] = {
       {m_find, {2, 3, 6}}, {m_e_find, {2}}, {m_f_find, {6}}, {m_b_find, {}}};  // m_b_find: row walk
   for (const auto& [find, positions] : finds) {
-    find(col.get(), out.get());
+    find(record(mask, false).get(), out.get());
     EXPECT_EQ(contents(out), positions);
   }
+  m_find(record(none, false).get(), out.get());
+  EXPECT_EQ(shape(out), (Ints{0, 1}));
+  m_b_find(record(none, true).get(), out.get());
+  EXPECT_EQ(shape(out), (Ints{1, 0}));
   auto ints = zyn::make_record<emxArray_int32_T>(2);
-  m_b_eml_li_find(col.get(), ints.get());
+  m_b_eml_li_find(record(mask, false).get(), ints.get());
   EXPECT_EQ(shape(ints), (Ints{3, 1}));
-  m_eml_li_find(row.get(), ints.get());
+  m_eml_li_find(record(mask, true).get(), ints.get());
   EXPECT_EQ(shape(ints), (Ints{1, 3}));
-  boolean_T fixed[15] = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+  boolean_T fixed[15] = {};  // the fixed-size finds share one walk
   real_T data[15];
-  int32_T size[1];
+  int32_T size[1] = {-1};
+  m_c_find(fixed, data, size);
+  EXPECT_EQ(size[0], 0);
+  fixed[0] = fixed[14] = 1;
   m_c_find(fixed, data, size);
   ASSERT_EQ(size[0], 2);
   EXPECT_EQ(data[1], 15.0);

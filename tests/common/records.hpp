@@ -1,7 +1,8 @@
-// Array records for the toolbox tests: real matrices, rows and columns of any
-// element type, and their contents and shapes.
+// Array records for the tests: real matrices, rows and columns of any element
+// type, their contents and shapes, and beat positions built from intervals.
 #pragma once
 
+#include <cstdint>
 #include <limits>
 #include <span>
 #include <type_traits>
@@ -9,7 +10,7 @@
 
 #include "runtime/emx.hpp"
 
-namespace toolbox_test {
+namespace zyn::testing {
 
 inline const double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline const double kInf = std::numeric_limits<double>::infinity();
@@ -26,17 +27,25 @@ inline RealRecord row_of(const std::vector<double>& v) { return real_array(1, st
 inline RealRecord empty_output() { return zyn::make_record<emxArray_real_T>(2); }
 
 template <class T>
-auto record(const std::vector<T>& v, bool asRow) {
+auto record(const std::vector<T>& v, bool asRow = false) {
   auto r = zyn::make_record<typename zyn::RecordFor<T>::type>(2);
   if (asRow) zyn::assign_row(r.get(), v); else zyn::assign_column(r.get(), v);
   return r;
 }
+// Every element of a record (a RecordPtr or a plain pointer).
 template <class Record>
 auto contents(const Record& r) {
-  const auto e = zyn::elements(r.get());
+  const auto e = zyn::elements(&*r);
   return std::vector<std::remove_const_t<typename decltype(e)::element_type>>(e.begin(), e.end());
 }
 template <class Record>
 std::vector<int32_t> shape(const Record& r) { return {r->size[0], r->size[1]}; }
 
-}  // namespace toolbox_test
+// Peak positions (samples) starting at `first` with the given RR intervals.
+inline std::vector<int32_t> peaks_from_intervals(int32_t first, const std::vector<int32_t>& rr) {
+  std::vector<int32_t> p{first};
+  for (int32_t d : rr) p.push_back(p.back() + d);
+  return p;
+}
+
+}  // namespace zyn::testing

@@ -84,7 +84,7 @@ void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, 
 
 std::vector<double> primitive_rpeaks(std::span<const double> x, double fs) {
   if (x.size() < kMinimumSamples) return {};
-  PooledSamples padded(x.size() + 2 * kReflectedSamples, EveryEntryWritten{});
+  PooledSamples padded(x.size() + 2 * kReflectedSamples);
   zero_phase_band_pass(x, *padded);
   return pick_coarse_peaks(std::span<const double>(*padded).subspan(kReflectedSamples, x.size()), fs);
 }

@@ -212,14 +212,10 @@ ZYN_WIDEST_VECTORS void sd_from_sums(const double* s, const double* q, std::size
 // Phase 2: running sample standard deviation over +-w samples from
 // incremental sums (never recomputed, so their rounding drift is kept). The
 // sums are a serial chain; they are taken in blocks and the divisions and
-// roots of a block then run side by side. Every entry of sd (one per
-// sample) is written; a signal shorter than one window has none and is 0.
+// roots of a block then run side by side. sd comes zeroed, one entry per
+// sample.
 void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector<double>& sd) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
-  if (n < 2 * w + 1) {
-    std::fill(sd.begin(), sd.end(), 0.0);
-    return;
-  }
   const OneBased x{ecg};
   double s = 0.0, q = 0.0;
   for (std::ptrdiff_t i = 1; i <= std::min(2 * w, n); ++i) {
@@ -247,11 +243,10 @@ void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector
 }
 
 // Phase 3: amplitude range squared times slope range over +-v samples, into
-// feature (one per sample, all written).
+// feature (zeros, one per sample).
 void qrs_feature(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& feature) {
   const std::size_t n = ecg.size();
-  PooledSamples slope(n, EveryEntryWritten{}), slopeRange(n, EveryEntryWritten{});
-  if (n > 0) (*slope)[0] = (*slope)[n - 1] = 0.0;
+  PooledSamples slope(n), slopeRange(n);
   for (std::size_t k = 1; k + 1 < n; ++k) (*slope)[k] = ecg[k + 1] - ecg[k - 1];
   const auto half = static_cast<std::size_t>(v);
   sliding_range_centred(ecg, half, feature);
@@ -259,8 +254,8 @@ void qrs_feature(std::span<const double> ecg, std::ptrdiff_t v, std::vector<doub
   for (std::size_t k = 0; k < n; ++k) feature[k] = feature[k] * feature[k] * (*slopeRange)[k];
 }
 
-// Phase 4: +-u moving maximum of the feature into env (one per sample, all
-// written); its ends repeat the first and last full-window values.
+// Phase 4: +-u moving maximum of the feature into env (zeros, one per
+// sample); its ends repeat the first and last full-window values.
 void feature_envelope(std::span<const double> feature, std::ptrdiff_t u, std::vector<double>& env) {
   sliding_max_centred(feature, static_cast<std::size_t>(u), env);
   hold_ends_at_first_full_window(env, u);
@@ -683,7 +678,7 @@ std::size_t choose_template(const std::vector<std::vector<double>>& rows, Helper
   // works out the first rows and sums them; the caller's share is smaller,
   // since it does all the sums too.
   const std::size_t split = g < kMinBeatsForTwoThreads ? g : rows_holding_share(g, kTemplateRowsShareOfCaller);
-  PooledSamples laterRows((g - split) * (g - split - 1) / 2, EveryEntryWritten{});
+  PooledSamples laterRows((g - split) * (g - split - 1) / 2);
   Pending<void> later = helper.start([&] {
     double* tail = laterRows->data();
     for (std::size_t i = split; i < g; tail += g - i - 1, ++i) coefficient_row(i, tail);
@@ -934,7 +929,7 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   for (double& v : ecg) v -= med;
   const PooledSamples raw(ecg);
   {
-    PooledSamples baseline(ecg.size(), EveryEntryWritten{});
+    PooledSamples baseline(ecg.size());
     smooth_moving_average(ecg, *baseline, fs / kBaselineSpanDivisor);
     for (std::size_t k = 0; k < ecg.size(); ++k) ecg[k] -= (*baseline)[k];
   }
@@ -947,15 +942,13 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   // the helper thread lives for one analysis, and memory taken there would
   // be faulted in afresh every time.
   const std::size_t samples = ecg.size();
-  PooledSamples noiseSd(samples, EveryEntryWritten{});
-  PooledSamples smoothedWhole(crossings_smooth_directly(fs) ? samples : 0, EveryEntryWritten{});
+  PooledSamples noiseSd(samples), smoothedWhole(crossings_smooth_directly(fs) ? samples : 0);
   smoothedWhole->clear();  // filled by the helper, in the capacity taken here
   Pending<void> helperSteps = helper.start([&ecg, &noiseSd, &smoothedWhole, fs] {
     running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
     smooth_for_crossings(ecg, fs, *smoothedWhole);
   });
-  PooledSamples feature(samples, EveryEntryWritten{}), env(samples, EveryEntryWritten{}),
-      trend(samples, EveryEntryWritten{});
+  PooledSamples feature(samples), env(samples), trend(samples);
   qrs_feature(ecg, samples_floor(kRangeHalfWindowSeconds * fs), *feature);
   feature_envelope(*feature, samples_floor(kEnvelopeHalfWindowSeconds * fs), *env);
   envelope_trend(*env, fs, *trend);

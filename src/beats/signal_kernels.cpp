@@ -154,18 +154,8 @@ void sliding_extreme(std::span<const double> x, std::size_t half, std::span<doub
   }
 }
 
-// Sets the entries of out whose window leaves x to 0, so that out needs no
-// zeroing beforehand. True when windows inside x remain to be computed;
-// false (out all 0) when none fits or out is shorter than x.
-bool zero_where_windows_leave(std::span<const double> x, std::size_t half, std::span<double> out) {
-  const std::size_t n = x.size();
-  if (!(half < n && 2 * half + 1 <= n && out.size() >= n)) {
-    std::ranges::fill(out, 0.0);
-    return false;
-  }
-  std::fill_n(out.begin(), half, 0.0);
-  std::fill(out.begin() + static_cast<std::ptrdiff_t>(n - half), out.begin() + static_cast<std::ptrdiff_t>(n), 0.0);
-  return true;
+bool window_fits(std::span<const double> x, std::size_t half, std::span<double> out) {
+  return half < x.size() && 2 * half + 1 <= x.size() && out.size() >= x.size();
 }
 
 uint64_t key_of(double v) {
@@ -176,7 +166,7 @@ uint64_t key_of(double v) {
 }  // namespace
 
 void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
-  if (!zero_where_windows_leave(x, half, out)) return;
+  if (!window_fits(x, half, out)) return;
   if (extremes_are_order_free(x)) {
     sliding_range_by_doubling(x, half, out);
     return;
@@ -189,7 +179,7 @@ void sliding_range_centred(std::span<const double> x, std::size_t half, std::spa
 }
 
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
-  if (!zero_where_windows_leave(x, half, out)) return;
+  if (!window_fits(x, half, out)) return;
   sliding_extreme<Greater>(x, half, out, extremes_are_order_free(x));
 }
 

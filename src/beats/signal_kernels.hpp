@@ -14,7 +14,7 @@
 namespace zyn::beats {
 
 // out[k] = max of x[k - half .. k + half] for every k whose window lies
-// inside x; the other entries of out are set to 0. out has x's length.
+// inside x; other entries of out are left untouched. out has x's length.
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out);
 // out[k] = max - min of x[k - half .. k + half], same coverage as above.
 void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out);

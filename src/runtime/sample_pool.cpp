@@ -2,7 +2,6 @@
 #include "runtime/sample_pool.hpp"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 namespace zyn {
@@ -52,14 +51,6 @@ void give_back(std::vector<double>&& v) {
 }  // namespace
 
 PooledSamples::PooledSamples(std::size_t n) : values_(take(n)) { values_.assign(n, 0.0); }
-
-PooledSamples::PooledSamples(std::size_t n, EveryEntryWritten) : values_(take(n)) {
-#ifdef NDEBUG
-  values_.resize(n);  // only entries beyond the array's last length are zeroed
-#else
-  values_.assign(n, std::numeric_limits<double>::quiet_NaN());
-#endif
-}
 
 PooledSamples::PooledSamples(std::span<const double> x) : values_(take(x.size())) {
   values_.assign(x.begin(), x.end());

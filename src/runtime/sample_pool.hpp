@@ -8,9 +8,7 @@
 // thread therefore keeps such arrays (up to kPooledBytesPerThread) for its
 // next analysis and frees them when it ends. An array comes out of the pool
 // zeroed or filled, exactly as a new vector would, so nothing of an earlier
-// analysis can reach a result; or, for an array whose every entry its user
-// writes before reading any, as it was left, which saves a pass over a
-// megabyte per array.
+// analysis can reach a result.
 #pragma once
 
 #include <cstddef>
@@ -19,17 +17,10 @@
 
 namespace zyn {
 
-// Marks an array whose user writes every entry before reading any.
-struct EveryEntryWritten {};
-
 class PooledSamples {
  public:
   // n zeros.
   explicit PooledSamples(std::size_t n);
-  // n entries left as an earlier user left them. Builds with assertions
-  // fill them with NaN instead, so that an entry its user fails to write
-  // shows in the tests' results.
-  PooledSamples(std::size_t n, EveryEntryWritten);
   // A copy of x.
   explicit PooledSamples(std::span<const double> x);
   PooledSamples(const PooledSamples&) = delete;

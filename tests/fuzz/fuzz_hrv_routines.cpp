@@ -38,8 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   int32_t status = 0;
   calcHrvExtra(normalRec.get(), extraRec.get(), nRR, fs, timeResults, freqResults, &status);
   {
-    auto real = [] { return zyn::make_record<emxArray_real_T>(2); };
-    const auto flags = zyn::make_record<emxArray_int16_T>(2);
+    const zyn::RecordPtr<emxArray_int16_T> flags(emxCreate_int16_T(0, 0));
+    auto real = [] { return zyn::RecordPtr<emxArray_real_T>(emxCreate_real_T(0, 0)); };
     m_calcRRextra(normalRec.get(), extraRec.get(), fs, flags.get(), real().get(), real().get(), real().get(),
                   real().get());
   }

@@ -43,7 +43,7 @@ for t in $targets; do
   # folder, the committed corpus stays as it is.
   run=(-runs=0)
   [ "$seconds" -gt 0 ] && run=(-max_total_time="$seconds" "$build/fuzz-work/$t")
-  echo "== $t: replaying $(ls "$corpus" | wc -l) seeds, then fuzzing for $seconds s"
+  echo "== $t: replaying $(ls "$corpus" | wc -l) seeds$([ "$seconds" -gt 0 ] && echo ", then fuzzing for $seconds s")"
   if ! "$bin" "${common[@]}" "${run[@]}" -artifact_prefix="$artifacts/$t-" "$corpus" >"$log" 2>&1; then
     tail -n 60 "$log"
     echo "!! $t: a seed or a fuzzed input fails; input in $artifacts"

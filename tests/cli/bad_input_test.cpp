@@ -21,9 +21,10 @@ std::string failure_of(const std::string& path, const FileOptions& options = {})
   return "";
 }
 
-FileOptions at_fs(double fs) {
+FileOptions at_fs(double fs, Mode mode = Mode::Both) {
   FileOptions o;
   o.read.fsHz = fs;
+  o.mode = mode;
   return o;
 }
 
@@ -35,10 +36,12 @@ std::string csv_of(std::size_t samples) {
 
 TEST(BadInput, EachProblemIsNamedWithItsFile) {
   ScratchDir dir;
+  write_text(dir / "rec.dat", std::string(1000, '\0'));
   struct Case {
     std::string path;
     FileOptions options;
     std::string problem;
+    std::string named = path;  // the file the message starts with
   };
   const std::vector<Case> cases = {
       {(dir / "missing.csv").string(), at_fs(200), "no such file"},
@@ -59,24 +62,15 @@ TEST(BadInput, EachProblemIsNamedWithItsFile) {
       {write_text(dir / "unknown.xyz", "1\n"), {}, "unknown file type"},
       {write_text(dir / "garbage.edf", std::string(300, 'x')), {}, "not a valid EDF"},
       {write_text(dir / "bad.hea", "bad 1 abc 100\nbad.dat 212 200 11 1024 0 0 0 I\n"), {}, "bad.hea"},
+      {write_text(dir / "3min.csv", csv_of(35999)), at_fs(200, Mode::Hrv), "HRV analysis needs at least 180.0 s"},
+      {write_text(dir / "rec.hea", "rec 1 360 650000\nrec.dat 212 200 11 1024\n"), {}, "rec.dat: truncated",
+       (dir / "rec.dat").string()},
   };
   for (const Case& c : cases) {
     const std::string message = failure_of(c.path, c.options);
-    EXPECT_EQ(message.rfind(c.path + ": ", 0), 0u) << c.path << " -> " << message;
+    EXPECT_EQ(message.rfind(c.named + ": ", 0), 0u) << c.path << " -> " << message;
     EXPECT_NE(message.find(c.problem), std::string::npos) << c.path << " -> " << message;
   }
-  FileOptions hrv = at_fs(200);
-  hrv.mode = Mode::Hrv;
-  EXPECT_NE(failure_of(write_text(dir / "3min.csv", csv_of(35999)), hrv).find("HRV analysis needs at least 180.0 s"),
-            std::string::npos);
-}
-
-TEST(BadInput, TruncatedWfdbSignalFileIsNamed) {
-  ScratchDir dir;
-  write_text(dir / "rec.hea", "rec 1 360 650000\nrec.dat 212 200 11 1024\n");
-  write_text(dir / "rec.dat", std::string(1000, '\0'));
-  const std::string message = failure_of((dir / "rec.hea").string());
-  EXPECT_EQ(message.rfind((dir / "rec.dat").string() + ": truncated", 0), 0u) << message;
 }
 
 TEST(BadInput, BatchGoesOnAndMarksFailuresWithoutLeavingPartialFiles) {

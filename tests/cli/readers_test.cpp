@@ -86,15 +86,12 @@ void write_edf_plus(const std::string& path) {
   const int handle = edfopen_file_writeonly(path.c_str(), EDFLIB_FILETYPE_EDFPLUS, 2);
   ASSERT_GE(handle, 0);
   const char* labels[] = {"Resp", "ECG II"};
-  for (int s = 0; s < 2; ++s) {
-    ASSERT_EQ(edf_set_samplefrequency(handle, s, kEdfRate), 0);
-    ASSERT_EQ(edf_set_physical_maximum(handle, s, 8192.0), 0);
-    ASSERT_EQ(edf_set_physical_minimum(handle, s, -8192.0), 0);
-    ASSERT_EQ(edf_set_digital_maximum(handle, s, 32767), 0);
-    ASSERT_EQ(edf_set_digital_minimum(handle, s, -32768), 0);
-    ASSERT_EQ(edf_set_label(handle, s, labels[s]), 0);
-    ASSERT_EQ(edf_set_physical_dimension(handle, s, "uV"), 0);
-  }
+  for (int s = 0; s < 2; ++s)
+    ASSERT_EQ(edf_set_samplefrequency(handle, s, kEdfRate) | edf_set_physical_maximum(handle, s, 8192.0) |
+                  edf_set_physical_minimum(handle, s, -8192.0) | edf_set_digital_maximum(handle, s, 32767) |
+                  edf_set_digital_minimum(handle, s, -32768) | edf_set_label(handle, s, labels[s]) |
+                  edf_set_physical_dimension(handle, s, "uV"),
+              0);
   std::vector<double> block(kEdfRate);
   for (int second = 0; second < kEdfSeconds; ++second) {
     std::fill(block.begin(), block.end(), 0.0);

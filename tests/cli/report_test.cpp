@@ -109,7 +109,6 @@ TEST(HtmlReport, RendersInHeadlessChromiumWithoutErrors) {
   ASSERT_EQ(shot.status, 0) << shot.output;
   ASSERT_TRUE(fs::exists(dir / "report.png"));
   EXPECT_GT(fs::file_size(dir / "report.png"), 50'000u);  // a drawn page, not a blank one
-  if (const char* keep = std::getenv("ZYN_KEEP_REPORT_PNG")) fs::copy_file(dir / "report.png", keep, fs::copy_options::overwrite_existing);
 }
 
 }  // namespace

@@ -1,19 +1,55 @@
-// Analysis of long recordings in overlapping stretches: the plan covers the
+// Beat detection on whole MIT-BIH records against the expert annotations, and
+// analysis of long recordings in overlapping stretches: the plan covers the
 // recording on the quality-window grid, merging neither loses nor doubles a
 // beat at a border, stretched detection of a whole MIT-BIH record finds the
 // beats of one whole-record detection, and the 250 Hz QT-database copy of
 // record 100 gives the same beats as the 360 Hz original.
 #include <algorithm>
 #include <random>
+#include <tuple>
 
 #include "beats/detect_waves.hpp"
 #include "file_analysis.hpp"
 #include "support.hpp"
+#include "wfdb/annotations.hpp"
+#include "wfdb/resample.hpp"
 
 namespace zyn::cli {
 namespace {
 
 using namespace testing;
+
+// Sorted times (s) of the beats of one detection at 200 Hz (1-based positions).
+std::vector<double> detected_seconds(const WaveDetection& d) {
+  std::vector<double> out;
+  for (const auto* list : {&d.normalPeaks, &d.extraPeaks})
+    for (const int32_t p : *list) out.push_back((p - 1) / 200.0);
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+// One whole-record detection (360 Hz resampled to 200 Hz); thresholds on the
+// share of beats matched within 150 ms sit just below the measured figures.
+TEST(MitdbRegression, DetectionSensitivityAndPredictivity) {
+  ZYN_REQUIRE_MITDB();
+  for (const auto& [record, sensitivity, predictivity] :
+       {std::tuple{"100", 0.999, 0.999}, std::tuple{"119", 0.999, 0.999}, std::tuple{"208", 0.955, 0.999}}) {
+    SCOPED_TRACE(record);
+    const wfdb::Record rec = wfdb::read_record(data_dir() / "mitdb", record);
+    const std::vector<double> ecg = wfdb::analysis_signal(rec, 0);
+    const auto found = detected_seconds(detect_waves(ecg, 200, 10, wfdb::full_scale(rec.header.signals[0])));
+    std::vector<double> reference;
+    for (const auto& a : wfdb::read_annotations(data_dir() / "mitdb" / (std::string(record) + ".atr")))
+      if (wfdb::is_beat(a.code)) reference.push_back(static_cast<double>(a.sample) / 360.0);
+    const double end = static_cast<double>(ecg.size()) / 200.0 - 1.0;
+    const auto matched_share = [end](const std::vector<double>& times, const std::vector<double>& other) {
+      const auto inside = std::count_if(times.begin(), times.end(), [&](double t) { return t >= 1.0 && t <= end; });
+      return 1.0 - static_cast<double>(unmatched(times, other, 1.0, end).size()) / static_cast<double>(inside);
+    };
+    EXPECT_GE(matched_share(reference, found), sensitivity);
+    EXPECT_GE(matched_share(found, reference), predictivity);
+  }
+}
 
 TEST(StretchPlan, CoversTheRecordingOnTheWindowGridWithOverlap) {
   std::mt19937 rng(7);
@@ -84,11 +120,7 @@ TEST(StretchedAnalysis, WholeRecordInStretchesFindsTheBeatsOfOneWholeDetection) 
   options.mode = Mode::Qrs;
   const FileAnalysis f = analyse_file((data_dir() / "mitdb" / "100.hea").string(), options);
   ASSERT_EQ(f.qrs->stretches.size(), 4u);
-  const WaveDetection whole = detect_waves(f.ecg200, 200, 10, f.fullScale);
-  std::vector<double> reference;
-  for (const auto* list : {&whole.normalPeaks, &whole.extraPeaks})
-    for (const int32_t p : *list) reference.push_back((p - 1) / 200.0);
-  std::sort(reference.begin(), reference.end());
+  const std::vector<double> reference = detected_seconds(detect_waves(f.ecg200, 200, 10, f.fullScale));
   ASSERT_GT(reference.size(), 2000u);
   const std::vector<double> stretched = beat_seconds(f);
   const double end = static_cast<double>(f.ecg200.size()) / 200.0;

@@ -31,59 +31,38 @@ namespace {
 
 constexpr uint32_t kLengthModulus = zyn::kHrvMaxSamples + 201;
 
-double special_value(uint8_t kind) {
-  switch (kind % 8) {
-    case 0: return std::numeric_limits<double>::quiet_NaN();
-    case 1: return std::numeric_limits<double>::infinity();
-    case 2: return -std::numeric_limits<double>::infinity();
-    case 3: return std::numeric_limits<double>::denorm_min();
-    case 4: return 1e308;
-    case 5: return -1e308;
-    case 6: return 0.0;
-    default: return 1e6;
-  }
-}
+// Injected sample values, by kind modulo 8.
+constexpr double kSpecialValues[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+                                     -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::denorm_min(),
+                                     1e308, -1e308, 0.0, 1e6};
 
 std::vector<double> make_signal(uint8_t kind, std::size_t length, double a, double b,
                                 std::span<const uint8_t> payload) {
-  switch (kind) {
-    case 0: {
-      std::vector<double> x(length, 0.0);
-      const std::size_t pattern = payload.size() / sizeof(double);
-      for (std::size_t i = 0; i < length && pattern > 0; ++i) {
-        std::memcpy(&x[i], payload.data() + (i % pattern) * sizeof(double), sizeof(double));
-      }
-      return x;
-    }
-    case 1: {
-      uint32_t seed = 0;
-      if (!payload.empty()) std::memcpy(&seed, payload.data(), std::min<std::size_t>(payload.size(), sizeof seed));
-      const double bpm = std::isfinite(a) ? std::clamp(std::fabs(a), 20.0, 300.0) : 70.0;
-      auto x = zyn::testing::synthetic_ecg(length, 200.0, bpm, seed);
-      for (double& v : x) v *= b;
-      return x;
-    }
-    case 2:
-      return std::vector<double>(length, a);
-    default: {
-      std::vector<double> x(length, a);
-      for (std::size_t i = length / 2; i < length; ++i) x[i] = b;
-      return x;
-    }
+  std::vector<double> x(length, kind == 0 ? 0.0 : a);
+  if (kind == 0) {
+    const std::size_t pattern = payload.size() / sizeof(double);
+    for (std::size_t i = 0; i < length && pattern > 0; ++i)
+      std::memcpy(&x[i], payload.data() + (i % pattern) * sizeof(double), sizeof(double));
+  } else if (kind == 1) {
+    uint32_t seed = 0;
+    if (!payload.empty()) std::memcpy(&seed, payload.data(), std::min(payload.size(), sizeof seed));
+    const double bpm = std::isfinite(a) ? std::clamp(std::fabs(a), 20.0, 300.0) : 70.0;
+    x = zyn::testing::synthetic_ecg(length, 200.0, bpm, seed);
+    for (double& v : x) v *= b;
+  } else if (kind == 3) {
+    std::fill(x.begin() + static_cast<std::ptrdiff_t>(length / 2), x.end(), b);
   }
+  return x;
 }
 
 template <class Analysis>
 void check_positions(const Analysis& r, std::size_t length) {
   if (r.error != zyn::kAnalysisOk && r.error != zyn::kSaturated && r.error != zyn::kIrregular &&
-      r.error != zyn::kNoSpectrum && r.error != zyn::kTooFewBeatsForHrv) {
+      r.error != zyn::kNoSpectrum && r.error != zyn::kTooFewBeatsForHrv)
     return;
-  }
-  for (const auto* list : {&r.rpeaks, &r.extraSystoles}) {
-    for (int32_t p : *list) {
+  for (const auto* list : {&r.rpeaks, &r.extraSystoles})
+    for (int32_t p : *list)
       if (p < -1 || p >= static_cast<int64_t>(length)) std::abort();
-    }
-  }
 }
 
 }  // namespace
@@ -107,9 +86,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   }
 
   std::vector<double> signal = make_signal((flags >> 2) & 3, length, a, b, in.rest());
-  for (const auto& [position, kind] : specials) {
-    if (!signal.empty()) signal[position % signal.size()] = special_value(kind);
-  }
+  for (const auto& [position, kind] : specials)
+    if (!signal.empty()) signal[position % signal.size()] = kSpecialValues[kind % 8];
   if ((flags & 2) == 0) request.ecg = std::span<const double>(signal);
 
   if (flags & 0x10) {

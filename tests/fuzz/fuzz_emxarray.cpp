@@ -47,7 +47,7 @@ void grow(Record* r, zyn::fuzz::InputReader& in) {
   std::vector<int32_t> extents(static_cast<std::size_t>(r->numDimensions));
   for (auto& e : extents) e = in.take<int32_t>() % 4096;
   if (!affordable(r->numDimensions, extents.data(), sizeof(*r->data))) return;
-  for (int32_t d = 0; d < r->numDimensions; ++d) r->size[d] = extents[static_cast<std::size_t>(d)];
+  std::copy(extents.begin(), extents.end(), r->size);
   m_emxEnsureCapacity(reinterpret_cast<emxArray__common*>(r), static_cast<int32_t>(old),
                       static_cast<int32_t>(sizeof(*r->data)));
   touch_all(r);
@@ -83,17 +83,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
       case 3:
         if (affordable(2, extents, sizeof(double))) reals.push_back(emxCreate_real_T(extents[0], extents[1]));
         break;
-      case 4: {
-        // A wrapper over 64 borrowed elements whose extents claim anything:
+      case 4:
+        // Wrappers over 64 borrowed elements whose extents claim anything:
         // the library records the claim but must never free the storage.
-        emxArray_real_T* w = emxCreateWrapperND_real_T(borrowedReals.data(), n, extents);
-        emxDestroyArray_real_T(w);
-        emxArray_int32_T* wi = emxCreateWrapper_int32_T(borrowedInts.data(), extents[0], extents[1]);
-        emxDestroyArray_int32_T(wi);
-        emxArray_int16_T* ws = emxCreateWrapperND_int16_T(borrowedShorts.data(), n, extents);
-        emxDestroyArray_int16_T(ws);
+        emxDestroyArray_real_T(emxCreateWrapperND_real_T(borrowedReals.data(), n, extents));
+        emxDestroyArray_int32_T(emxCreateWrapper_int32_T(borrowedInts.data(), extents[0], extents[1]));
+        emxDestroyArray_int16_T(emxCreateWrapperND_int16_T(borrowedShorts.data(), n, extents));
         break;
-      }
       case 5:
         if (!reals.empty()) grow(reals[in.take<uint8_t>() % reals.size()], in);
         break;
@@ -111,13 +107,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         m_emxFree_real_T(&r);
         break;
       }
-      default:
+      default:  // destroy one
         if (!reals.empty()) {
           const std::size_t i = in.take<uint8_t>() % reals.size();
           emxDestroyArray_real_T(reals[i]);
           reals.erase(reals.begin() + static_cast<std::ptrdiff_t>(i));
         }
-        break;
     }
   }
   for (auto* r : reals) { touch_all(r); emxDestroyArray_real_T(r); }

@@ -1,15 +1,13 @@
 // Fuzz target: the WFDB header parser on arbitrary text. A malformed header
 // must end in zyn::wfdb::Error (the only exception the readers throw); the
 // derived quantities of every accepted header must be computable.
-#include <string_view>
-
+#include "fuzz_input.hpp"
 #include "wfdb/error.hpp"
 #include "wfdb/header.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
   try {
-    const zyn::wfdb::Header header = zyn::wfdb::parse_header(text, "fuzz.hea");
+    const zyn::wfdb::Header header = zyn::wfdb::parse_header(zyn::fuzz::as_text({data, size}), "fuzz.hea");
     (void)header.durationSeconds();
     for (const auto& spec : header.signals) {
       (void)zyn::wfdb::full_scale(spec);

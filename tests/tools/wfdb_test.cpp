@@ -138,7 +138,7 @@ TEST(WfdbHeader, RejectsInconsistentHeadersNamingFileAndLine) {
   for (const auto& [text, problem] : cases) EXPECT_ERROR(parse_header(text, "r.hea"), problem);
 }
 
-TEST(WfdbFormats, Decodes212PairsAndOddTail) {
+TEST(WfdbFormats, Decodes212PairsWithOddTailAnd16LittleEndian) {
   const std::vector<int> values = {0, 1, -1, 2047, -2048, 1024, -7};
   const std::vector<uint8_t> bytes = pack_212(values);
   EXPECT_EQ(bytes.size(), bytes_for_212(values.size()));
@@ -147,11 +147,8 @@ TEST(WfdbFormats, Decodes212PairsAndOddTail) {
   // Byte layout: low 8 bits of the first sample, the two high nibbles, low 8 bits of the second.
   const std::vector<uint8_t> raw = {0xE3, 0x1F, 0x02};
   EXPECT_EQ(decode_format212(raw, 2), (std::vector<int32_t>{-29, 258}));
-}
-
-TEST(WfdbFormats, Decodes16LittleEndianTwosComplement) {
-  const std::vector<uint8_t> raw = {0x01, 0x00, 0xFF, 0xFF, 0x00, 0x80, 0xFF, 0x7F};
-  EXPECT_EQ(decode_format16(raw, 4), (std::vector<int32_t>{1, -1, -32768, 32767}));
+  const std::vector<uint8_t> raw16 = {0x01, 0x00, 0xFF, 0xFF, 0x00, 0x80, 0xFF, 0x7F};
+  EXPECT_EQ(decode_format16(raw16, 4), (std::vector<int32_t>{1, -1, -32768, 32767}));
 }
 
 TEST(WfdbRecord, ReadsInterleavedSignalsOfBothFormatsAndChecksThem) {

@@ -3,6 +3,7 @@ package com.zyn.zynsolver;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
+import java.util.concurrent.Callable;
 
 /**
  * Times runHRV and runQRSDetection through the JVM, sealing and opening included, on a
@@ -15,19 +16,14 @@ public final class JniBenchmark {
 
   private JniBenchmark() {}
 
-  interface Call {
-    Object run() throws Exception;
-  }
-
-  static void time(String name, Call call) throws Exception {
-    for (int i = 0; i < WARM_UP; i++) {
-      call.run();
-    }
+  static void time(String name, Callable<Object> call) throws Exception {
     double[] ms = new double[CALLS];
-    for (int i = 0; i < CALLS; i++) {
+    for (int i = -WARM_UP; i < CALLS; i++) {
       long t0 = System.nanoTime();
-      call.run();
-      ms[i] = (System.nanoTime() - t0) / 1e6;
+      call.call();
+      if (i >= 0) {
+        ms[i] = (System.nanoTime() - t0) / 1e6;
+      }
     }
     Arrays.sort(ms);
     System.out.printf("%-16s median %.3f ms, p90 %.3f ms over %d calls%n", name, ms[CALLS / 2],

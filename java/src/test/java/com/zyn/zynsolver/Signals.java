@@ -1,10 +1,5 @@
 package com.zyn.zynsolver;
 
-import java.io.IOException;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
-import java.nio.file.Files;
-import java.nio.file.Path;
 import java.util.Random;
 
 /** Synthetic ECG recordings at 200 Hz in millivolts, reproducible from a seed. */
@@ -43,21 +38,5 @@ final class Signals {
       double d = (i - centreSeconds * FS) / (widthSeconds * FS);
       x[i] += amplitude * Math.exp(-0.5 * d * d);
     }
-  }
-
-  /** Writes samples as little-endian float64, the raw form the analysis dump tool reads. */
-  static void writeRaw(double[] samples, Path file) throws IOException {
-    ByteBuffer b = ByteBuffer.allocate(samples.length * 8).order(ByteOrder.LITTLE_ENDIAN);
-    for (double v : samples) {
-      b.putDouble(v);
-    }
-    Files.write(file, b.array());
-  }
-
-  static double[] concat(double[] a, double[] b) {
-    double[] out = new double[a.length + b.length];
-    System.arraycopy(a, 0, out, 0, a.length);
-    System.arraycopy(b, 0, out, a.length, b.length);
-    return out;
   }
 }

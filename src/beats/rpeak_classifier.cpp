@@ -21,6 +21,7 @@
 #include <limits>
 
 #include "beats/signal_kernels.hpp"
+#include "beats/template_beat.hpp"
 #include "runtime/emx.hpp"
 #include "runtime/parallel.hpp"
 #include "runtime/sample_pool.hpp"
@@ -73,8 +74,6 @@ constexpr double kHelperMinSeconds = 60.0;
 constexpr std::size_t kMinBeatsForTwoThreads = 64;
 // Segment contexts whose sums advance side by side.
 constexpr std::size_t kContextsSideBySide = 4;
-// Share of the template's coefficient rows the caller works out itself.
-constexpr double kTemplateRowsShareOfCaller = 0.45;
 
 // floor(v) as a sample count; non-positive or NaN gives 0, huge values are
 // capped far beyond any signal length.
@@ -536,180 +535,6 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
     }
   });
   return rows;
-}
-
-// tail[j - i - 1] = sum over samples k (in order) of x_i(k) x_j(k) for j > i,
-// the centred samples stored sample-major (g beats per sample). Blocks of
-// sixteen beats keep their sixteen sums in registers across the samples; each
-// sum still adds its products in sample order.
-ZYN_WIDEST_VECTORS void cross_products(const std::vector<double>& centred, std::size_t g, std::size_t len,
-                                       std::size_t i, double* tail) {
-  constexpr std::size_t kBlock = 16;
-  std::size_t j = i + 1;
-  for (; j + kBlock <= g; j += kBlock) {
-    double acc[kBlock] = {};
-    for (std::size_t k = 0; k < len; ++k) {
-      const double xi = centred[k * g + i];
-      const double* col = &centred[k * g + j];
-      for (std::size_t u = 0; u < kBlock; ++u) acc[u] += xi * col[u];
-    }
-    for (std::size_t u = 0; u < kBlock; ++u) tail[j + u - i - 1] = acc[u];
-  }
-  for (; j < g; ++j) {
-    double acc = 0.0;
-    for (std::size_t k = 0; k < len; ++k) acc += centred[k * g + i] * centred[k * g + j];
-    tail[j - i - 1] = acc;
-  }
-}
-
-// A rounding overshoot of a correlation coefficient past +-1 is clamped to
-// its sign; selected, not branched on, so that rows run across vector lanes.
-inline double clamped_coefficient(double rho) {
-  const double clamped = rho / std::fabs(rho);
-  return std::fabs(rho) > 1.0 ? clamped : rho;
-}
-
-// Correlation coefficients cross / (len - 1) / spread_i / spread_j, in that
-// order of divisions, for one row of the matrix. When len - 1 is a power of
-// two (33-sample beats at 200 Hz) its reciprocal is exact, and multiplying by
-// it rounds the same real quotient once, as the division does: same result,
-// a third fewer divisions.
-ZYN_WIDEST_VECTORS void coefficients_from_cross_products(std::span<double> cross, double nm1, double spreadI,
-                                                          std::span<const double> spreadJ) {
-  int exponent = 0;
-  if (std::frexp(nm1, &exponent) == 0.5) {
-    const double reciprocal = 1.0 / nm1;
-    for (std::size_t j = 0; j < cross.size(); ++j) {
-      cross[j] = clamped_coefficient(cross[j] * reciprocal / spreadI / spreadJ[j]);
-    }
-    return;
-  }
-  for (std::size_t j = 0; j < cross.size(); ++j) cross[j] = clamped_coefficient(cross[j] / nm1 / spreadI / spreadJ[j]);
-}
-
-// Column sums of the correlation matrix, each accumulated in row order: at
-// row i the coefficients (i, j > i) are both the tail of column i and the
-// i-th term of column j. Adds the Count rows from first, tails[r] holding the
-// coefficients (first + r, j > first + r). Once the column terms of a row are
-// in, what remains of its own column is a chain of additions that no later
-// row reads, so the chains of the Count rows advance side by side, each still
-// in its own order.
-constexpr std::size_t kRowsSideBySide = 4;
-
-template <std::size_t Count>
-void add_rows_to_column_sums(std::vector<double>& sums, const std::vector<double>& variance, std::size_t first,
-                             const std::array<const double*, Count>& tails) {
-  const std::size_t g = sums.size();
-  std::array<double, Count> own{};
-  for (std::size_t r = 0; r < Count; ++r) {
-    const std::size_t i = first + r;
-    // A beat with no spread correlates with nothing: NaN on the diagonal.
-    sums[i] += variance[i] > 0.0 ? 1.0 : std::numeric_limits<double>::quiet_NaN();
-    for (std::size_t j = i + 1; j < g; ++j) sums[j] += tails[r][j - i - 1];
-    own[r] = sums[i];
-  }
-  // Row first + r holds g - first - r - 1 coefficients; the last row's count
-  // is common to all.
-  const std::size_t common = g - first - Count;
-  for (std::size_t k = 0; k < common; ++k) {
-    for (std::size_t r = 0; r < Count; ++r) own[r] += tails[r][k];
-  }
-  for (std::size_t r = 0; r < Count; ++r) {
-    for (std::size_t k = common; k < g - first - r - 1; ++k) own[r] += tails[r][k];
-    sums[first + r] = own[r];
-  }
-}
-
-// The first rows of the upper triangle of a g x g matrix (diagonal excluded)
-// that hold at least the given share of its entries.
-std::size_t rows_holding_share(std::size_t g, double share) {
-  const double entries = static_cast<double>(g) * static_cast<double>(g - 1) / 2.0;
-  double held = 0.0;
-  std::size_t i = 0;
-  while (i < g && held < share * entries) held += static_cast<double>(g - 1 - i++);
-  return i;
-}
-
-// Phase 9 step 1: the most typical of the taller beats. Beats are sorted by
-// height (row maximum); all but the q - 1 lowest (q = ceil(count / 4)) are
-// correlated with one another and the beat with the largest sum of
-// correlation coefficients wins.
-std::size_t choose_template(const std::vector<std::vector<double>>& rows, HelperThread& helper) {
-  const std::size_t count = rows.size();
-  std::vector<double> height(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    double m = rows[i][0];
-    for (double v : rows[i]) m = m > v ? m : v;
-    height[i] = m;
-  }
-  const std::vector<int32_t> order = sort_permutation(height);
-  const std::size_t q = (count + 3) / 4;
-  std::vector<std::size_t> group;
-  for (std::size_t place = q - 1; place < count; ++place) group.push_back(static_cast<std::size_t>(order[place] - 1));
-  const std::size_t g = group.size();
-  const std::size_t len = rows[0].size();
-
-  // Centred samples, stored sample-major so that the inner loop runs across
-  // beats and each coefficient still sums its products in sample order.
-  std::vector<double> centred(len * g);
-  std::vector<double> spread(g);
-  const double nm1 = static_cast<double>(len) - 1.0;
-  for (std::size_t j = 0; j < g; ++j) {
-    const auto& row = rows[group[j]];
-    const double m = mean(row);
-    for (std::size_t k = 0; k < len; ++k) centred[k * g + j] = row[k] - m;
-  }
-  std::vector<double> variance(g, 0.0);
-  for (std::size_t k = 0; k < len; ++k) {
-    for (std::size_t j = 0; j < g; ++j) variance[j] += centred[k * g + j] * centred[k * g + j];
-  }
-  for (std::size_t j = 0; j < g; ++j) {
-    variance[j] /= nm1;
-    spread[j] = std::sqrt(variance[j]);
-  }
-  // Coefficients (i, j > i) of row i, independent and branch-free, so the
-  // divisions run across vector lanes.
-  const auto coefficient_row = [&](std::size_t i, double* tail) {
-    cross_products(centred, g, len, i, tail);
-    coefficients_from_cross_products(std::span<double>(tail, g - i - 1), nm1, spread[i],
-                                     std::span<const double>(spread).subspan(i + 1));
-  };
-  // The rows from split on are worked out on the helper while the caller
-  // works out the first rows and sums them; the caller's share is smaller,
-  // since it does all the sums too.
-  const std::size_t split = g < kMinBeatsForTwoThreads ? g : rows_holding_share(g, kTemplateRowsShareOfCaller);
-  PooledSamples laterRows((g - split) * (g - split - 1) / 2);
-  Pending<void> later = helper.start([&] {
-    double* tail = laterRows->data();
-    for (std::size_t i = split; i < g; tail += g - i - 1, ++i) coefficient_row(i, tail);
-  });
-  std::vector<double> sums(g, 0.0);
-  std::vector<double> block(kRowsSideBySide * g);
-  std::size_t i = 0;
-  for (; i + kRowsSideBySide <= split; i += kRowsSideBySide) {
-    std::array<const double*, kRowsSideBySide> tails{};
-    for (std::size_t r = 0; r < kRowsSideBySide; ++r) {
-      coefficient_row(i + r, &block[r * g]);
-      tails[r] = &block[r * g];
-    }
-    add_rows_to_column_sums<kRowsSideBySide>(sums, variance, i, tails);
-  }
-  for (; i < split; ++i) {
-    coefficient_row(i, block.data());
-    add_rows_to_column_sums<1>(sums, variance, i, {block.data()});
-  }
-  later.get();
-  const double* tail = laterRows->data();
-  for (; i + kRowsSideBySide <= g; i += kRowsSideBySide) {
-    std::array<const double*, kRowsSideBySide> tails{};
-    for (std::size_t r = 0; r < kRowsSideBySide; ++r) {
-      tails[r] = tail;
-      tail += g - (i + r) - 1;
-    }
-    add_rows_to_column_sums<kRowsSideBySide>(sums, variance, i, tails);
-  }
-  for (; i < g; tail += g - i - 1, ++i) add_rows_to_column_sums<1>(sums, variance, i, {tail});
-  return group[first_max_index(sums)];
 }
 
 // Phase 9 steps 2 and 3: correlation of each segment with the template,

@@ -158,6 +158,26 @@ bool window_fits(std::span<const double> x, std::size_t half, std::span<double> 
   return half < x.size() && 2 * half + 1 <= x.size() && out.size() >= x.size();
 }
 
+// out[j] = mean of the 2 * half + 1 samples from[j ..], each sum added in
+// sample order from 0 as smoothed_sample adds it. The windows are taken a
+// block at a time, one window per vector lane: every lane adds its samples in
+// the same order, so the sums are those of the window-by-window loop.
+ZYN_WIDEST_VECTORS void sum_full_windows(const double* from, double* out, std::size_t count, std::size_t half) {
+  constexpr std::size_t kBlock = 512;
+  const std::size_t width = 2 * half + 1;
+  const auto divisor = static_cast<double>(width);
+  double sums[kBlock];
+  for (std::size_t first = 0; first < count; first += kBlock) {
+    const std::size_t m = std::min(kBlock, count - first);
+    for (std::size_t j = 0; j < m; ++j) sums[j] = 0.0;
+    for (std::size_t i = 0; i < width; ++i) {
+      const double* column = from + first + i;
+      for (std::size_t j = 0; j < m; ++j) sums[j] += column[j];
+    }
+    for (std::size_t j = 0; j < m; ++j) out[first + j] = sums[j] / divisor;
+  }
+}
+
 uint64_t key_of(double v) {
   if (v == 0.0) v = 0.0;  // +0 and -0 are one value
   return std::bit_cast<uint64_t>(v);
@@ -227,19 +247,12 @@ std::size_t smoothing_half_width(double span) {
 }
 
 void smooth_direct(std::vector<double>& x, std::size_t half) {
+  const std::vector<double> original(x.begin(), x.end());
   const std::size_t n = x.size();
-  const std::size_t mask = std::bit_ceil(half + 1) - 1;
-  std::vector<double> ring(mask + 1);
-  for (std::size_t k = 0; k < n; ++k) {
-    const std::size_t lo = k > half ? k - half : 0;
-    const std::size_t hi = std::min(n, k + half + 1);
-    // Samples before k were overwritten: their originals are in the ring.
-    double sum = 0.0;
-    for (std::size_t i = lo; i < k; ++i) sum += ring[i & mask];
-    for (std::size_t i = k; i < hi; ++i) sum += x[i];
-    ring[k & mask] = x[k];
-    x[k] = sum / static_cast<double>(hi - lo);
-  }
+  const std::size_t edge = std::min(half, n);
+  for (std::size_t k = 0; k < edge; ++k) x[k] = smoothed_sample(original, k, half);
+  if (n > 2 * half) sum_full_windows(original.data(), x.data() + half, n - 2 * half, half);
+  for (std::size_t k = std::max(edge, n - std::min(half, n)); k < n; ++k) x[k] = smoothed_sample(original, k, half);
 }
 
 double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {

@@ -113,7 +113,7 @@ TEST(AccuracyReport, SumsRecordsLeavesPacedOutAndGroupsNoiseLevels) {
   mit.records[0].score.falsePositives = 2;
   mit.records[0].errors = {{true, 7.0, "normal", 400.0, "(VFL", false, true}};
   EXPECT_TRUE(contains(database_section(mit),
-                       "| the same, detections inside ventricular flutter not counted | 1 | 1000 "
+                       "| the same, detections inside ventricular flutter not counted (EC57 rule) | 1 | 1000 "
                        "| 1000 | 0 | 1 | 100.00 | 99.90 |"));
 
   const std::string doc = accuracy_document(&mit, nullptr, "zynecg-eval --db x", "Why 102 fails.");

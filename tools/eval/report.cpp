@@ -160,7 +160,7 @@ std::string database_section(const DatabaseRun& run) {
     if (!is_paced(r))
       for (const ErrorEvent& e : r.errors) outsideFlutter.falsePositives -= e.falsePositive && e.flutter;
   if (outsideFlutter.falsePositives != nonPacedScore.falsePositives)
-    score_row(out, "the same, detections inside ventricular flutter not counted",
+    score_row(out, "the same, detections inside ventricular flutter not counted (EC57 rule)",
               run.records.size() - pacedCount, outsideFlutter);
   out << "\n";
   list_below_target(out, run.records);
@@ -277,7 +277,9 @@ std::string accuracy_document(const DatabaseRun* arrhythmia, const DatabaseRun* 
          "each detection with at most one reference beat, closest pairs first, within "
          "150 ms. TP: paired reference beats; FN: unpaired reference beats; FP: unpaired "
          "detections; Se = TP / (TP + FN); +P = TP / (TP + FP). Gross figures sum the counts "
-         "of all records before dividing. Episodes of ventricular flutter are not excluded.\n"
+         "of all records before dividing. Every detection counts, except in the row marked \"EC57 "
+         "rule\", which leaves out detections inside the ventricular flutter episodes that the "
+         "reference marks, as the standard's beat-by-beat comparator does.\n"
       << "- Columns N→normal / N→extra count reference N, L, R, e, j beats found as normal "
          "beats / extra systoles; V→normal / V→extra the same for reference V beats. "
          "\"quality\" is the whole-record quality code (1 good, 2 saturated, 3 irregular), "

@@ -147,24 +147,21 @@ inline double coefficient_from(double cross, const Group& grp, double spreadLowe
   return std::fabs(rho) > 1.0 ? clamped : rho;
 }
 
-template <bool ReciprocalIsExact>
+// Coefficients (i, j > i) of row i of the matrix, independent and
+// branch-free, so the divisions run across vector lanes.
 ZYN_WIDEST_VECTORS void coefficients_of_row(const Group& grp, std::size_t i, std::span<double> cross) {
   const double spreadI = grp.spread[i];
   const double* spreadJ = grp.spread.data() + i + 1;
-  for (std::size_t j = 0; j < cross.size(); ++j) {
-    cross[j] = coefficient_from<ReciprocalIsExact>(cross[j], grp, spreadI, spreadJ[j]);
+  if (grp.reciprocalIsExact) {
+    for (std::size_t j = 0; j < cross.size(); ++j) cross[j] = coefficient_from<true>(cross[j], grp, spreadI, spreadJ[j]);
+  } else {
+    for (std::size_t j = 0; j < cross.size(); ++j) cross[j] = coefficient_from<false>(cross[j], grp, spreadI, spreadJ[j]);
   }
 }
 
-// Coefficients (i, j > i) of row i of the matrix.
 void coefficient_row(const Group& grp, std::size_t i, double* tail) {
   cross_products(grp, i, tail);
-  const std::span<double> row(tail, grp.g - i - 1);
-  if (grp.reciprocalIsExact) {
-    coefficients_of_row<true>(grp, i, row);
-  } else {
-    coefficients_of_row<false>(grp, i, row);
-  }
+  coefficients_of_row(grp, i, std::span<double>(tail, grp.g - i - 1));
 }
 
 // Diagonal entry: a beat with no spread correlates with nothing.

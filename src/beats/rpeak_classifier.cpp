@@ -28,7 +28,6 @@
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
 #include "toolbox/reductions.hpp"
-#include "toolbox/search_sort.hpp"
 #include "toolbox/sets.hpp"
 #include "toolbox/stats.hpp"
 #include "zynecgsolver/beats.h"
@@ -791,7 +790,7 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   const std::vector<std::vector<double>> rows = beat_matrix(seg, ecg, h, helper);
 
   // Phase 9: template, classes, look-back for missed beats.
-  const std::vector<double>& tmplRow = rows[choose_template(rows, helper)];
+  const std::vector<double>& tmplRow = rows[choose_template(rows)];
   const Centred tmpl = centre(tmplRow);
   Classes classes = classify_beats(seg, tmpl, ecg, *raw, fs, h, helper);
   for (int pass = 0; pass < kMaxLookBackPasses; ++pass) {

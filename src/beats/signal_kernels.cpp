@@ -249,10 +249,11 @@ std::size_t smoothing_half_width(double span) {
 void smooth_direct(std::vector<double>& x, std::size_t half) {
   const std::vector<double> original(x.begin(), x.end());
   const std::size_t n = x.size();
-  const std::size_t edge = std::min(half, n);
-  for (std::size_t k = 0; k < edge; ++k) x[k] = smoothed_sample(original, k, half);
-  if (n > 2 * half) sum_full_windows(original.data(), x.data() + half, n - 2 * half, half);
-  for (std::size_t k = std::max(edge, n - std::min(half, n)); k < n; ++k) x[k] = smoothed_sample(original, k, half);
+  const std::size_t head = std::min(half, n);
+  const std::size_t whole = n > 2 * half ? n - 2 * half : 0;  // windows inside the signal
+  for (std::size_t k = 0; k < head; ++k) x[k] = smoothed_sample(original, k, half);
+  sum_full_windows(original.data(), x.data() + head, whole, half);
+  for (std::size_t k = head + whole; k < n; ++k) x[k] = smoothed_sample(original, k, half);
 }
 
 double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {

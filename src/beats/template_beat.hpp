@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <vector>
 
-#include "runtime/parallel.hpp"
-
 namespace zyn::beats {
 
 // The most typical of the taller beats. rows holds one beat per row: the
@@ -14,7 +12,7 @@ namespace zyn::beats {
 // all but the q - 1 lowest (q = ceil(count / 4)) form the group, whose rows
 // are correlated with one another; the beat with the largest sum of
 // correlation coefficients wins (the first of equal sums in height order).
-// Returns its index into rows. Shares the work with helper for large groups.
-std::size_t choose_template(const std::vector<std::vector<double>>& rows, HelperThread& helper);
+// Returns its index into rows.
+std::size_t choose_template(const std::vector<std::vector<double>>& rows);
 
 }  // namespace zyn::beats

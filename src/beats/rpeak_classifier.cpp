@@ -135,6 +135,48 @@ double correlate_with(const Centred& tmpl, std::span<const double> y) {
 // independent sums run side by side instead of one after another.
 constexpr std::size_t kLanesPerRun = 8;
 using Lanes = double __attribute__((vector_size(kLanesPerRun * sizeof(double))));
+// Up to this many groups of eight windows advance together: one group's sums
+// are a chain of dependent additions, and several chains keep the adders busy.
+constexpr std::size_t kMaxGroupsSideBySide = 4;
+
+// The correlations of the 8 * Groups windows of n samples starting at y,
+// y + 1, ... into out (lane l of group g holds the window starting at
+// y + 8g + l).
+template <std::size_t Groups>
+[[gnu::always_inline]] inline void correlate_groups(const Centred& tmpl, const double* y, std::size_t n, double cxx,
+                                                    double* out) {
+  const double nm1 = static_cast<double>(n) - 1.0;
+  const auto load_samples = [y](std::size_t g, std::size_t k, Lanes& v) {
+    std::memcpy(&v, y + g * kLanesPerRun + k, sizeof v);
+  };
+  Lanes s[Groups], mean[Groups], syy[Groups], sxy[Groups], v;
+  for (std::size_t g = 0; g < Groups; ++g) load_samples(g, 0, s[g]);
+  for (std::size_t k = 1; k < n; ++k) {
+    for (std::size_t g = 0; g < Groups; ++g) {
+      load_samples(g, k, v);
+      s[g] += v;
+    }
+  }
+  for (std::size_t g = 0; g < Groups; ++g) {
+    mean[g] = s[g] / static_cast<double>(n);
+    syy[g] = Lanes{};
+    sxy[g] = Lanes{};
+  }
+  for (std::size_t k = 0; k < n; ++k) {
+    const double t = tmpl.values[k];
+    for (std::size_t g = 0; g < Groups; ++g) {
+      load_samples(g, k, v);
+      const Lanes c = v - mean[g];
+      syy[g] += c * c;
+      sxy[g] += t * c;
+    }
+  }
+  for (std::size_t g = 0; g < Groups; ++g) {
+    for (std::size_t l = 0; l < kLanesPerRun; ++l) {
+      out[g * kLanesPerRun + l] = (sxy[g][l] / nm1) / (std::sqrt(syy[g][l] / nm1) * std::sqrt(cxx));
+    }
+  }
+}
 
 ZYN_WIDEST_VECTORS void correlate_run(const Centred& tmpl, std::span<const double> x, std::size_t first,
                                       std::size_t count, std::size_t h, std::span<double> out) {
@@ -143,30 +185,26 @@ ZYN_WIDEST_VECTORS void correlate_run(const Centred& tmpl, std::span<const doubl
     for (std::size_t u = 0; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
     return;
   }
-  const double nm1 = static_cast<double>(n) - 1.0;
-  const double cxx = tmpl.sumSquares / nm1;
+  const double cxx = tmpl.sumSquares / (static_cast<double>(n) - 1.0);
+  double results[kLanesPerRun * kMaxGroupsSideBySide];
   std::size_t u = 0;
-  for (; u + kLanesPerRun <= count; u += kLanesPerRun) {
+  while (u < count) {
+    // A last group may run past count (its extra windows are dropped) as
+    // long as its windows stay inside x; otherwise whole groups only, and the
+    // rest one window at a time.
+    std::size_t groups = std::min(kMaxGroupsSideBySide, (count - u + kLanesPerRun - 1) / kLanesPerRun);
+    if (first + u + groups * kLanesPerRun - 1 + h >= x.size()) groups = (count - u) / kLanesPerRun;
+    if (groups == 0) break;
     const double* y = x.data() + first + u - h;
-    // Lane l holds window u + l: its k-th sample is y[k + l].
-    const auto load_samples = [y](std::size_t k, Lanes& v) { std::memcpy(&v, y + k, sizeof v); };
-    Lanes s, v;
-    load_samples(0, s);
-    for (std::size_t k = 1; k < n; ++k) {
-      load_samples(k, v);
-      s += v;
+    switch (groups) {
+      case 1: correlate_groups<1>(tmpl, y, n, cxx, results); break;
+      case 2: correlate_groups<2>(tmpl, y, n, cxx, results); break;
+      case 3: correlate_groups<3>(tmpl, y, n, cxx, results); break;
+      default: correlate_groups<kMaxGroupsSideBySide>(tmpl, y, n, cxx, results); break;
     }
-    const Lanes mean = s / static_cast<double>(n);
-    Lanes syy = {}, sxy = {};
-    for (std::size_t k = 0; k < n; ++k) {
-      load_samples(k, v);
-      const Lanes c = v - mean;
-      syy += c * c;
-      sxy += tmpl.values[k] * c;
-    }
-    for (std::size_t l = 0; l < kLanesPerRun; ++l) {
-      out[u + l] = (sxy[l] / nm1) / (std::sqrt(syy[l] / nm1) * std::sqrt(cxx));
-    }
+    const std::size_t done = std::min(groups * kLanesPerRun, count - u);
+    std::copy_n(results, done, out.begin() + static_cast<std::ptrdiff_t>(u));
+    u += done;
   }
   for (; u < count; ++u) out[u] = correlate_with(tmpl, x.subspan(first + u - h, n));
 }

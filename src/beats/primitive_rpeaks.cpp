@@ -8,11 +8,14 @@
 #include "beats/primitive_rpeaks.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
 
 #include "runtime/emx.hpp"
 #include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
+#include "runtime/simd.hpp"
 #include "zynecgsolver/beats.h"
 
 namespace zyn::beats {
@@ -55,10 +58,52 @@ void zero_phase_band_pass(std::span<const double> x, std::vector<double>& p) {
   std::reverse(p.begin(), p.end());
 }
 
+// The largest of NaN-free samples, eight lanes at a time; false (and no
+// value) when a sample is NaN. Without NaN the maximum is one value whatever
+// the order of comparisons, up to the sign of a zero maximum, which the
+// threshold below cannot tell apart (no sample is above +0 and not -0).
+using Lanes = double __attribute__((vector_size(8 * sizeof(double))));
+
+ZYN_WIDEST_VECTORS bool largest_if_no_nan(std::span<const double> f, double& largest) {
+  constexpr std::size_t kLanes = 8;
+  Lanes best;
+  for (std::size_t l = 0; l < kLanes; ++l) best[l] = f[0];
+  Lanes nan = {};
+  std::size_t k = 0;
+  for (; k + kLanes <= f.size(); k += kLanes) {
+    Lanes v;
+    std::memcpy(&v, f.data() + k, sizeof v);
+    best = best > v ? best : v;
+    nan = v != v ? Lanes{} + 1.0 : nan;
+  }
+  double m = best[0];
+  bool anyNan = false;
+  for (std::size_t l = 0; l < kLanes; ++l) {
+    m = m > best[l] ? m : best[l];
+    anyNan = anyNan || nan[l] != 0.0;
+  }
+  for (; k < f.size(); ++k) {
+    m = m > f[k] ? m : f[k];
+    anyNan = anyNan || std::isnan(f[k]);
+  }
+  largest = m;
+  return !anyNan;
+}
+
+// The running maximum "keep unless beaten": a NaN is passed on until a later
+// sample displaces it.
 double running_max(std::span<const double> f) {
   double m = f[0];
+  if (largest_if_no_nan(f, m)) return m;
   for (std::size_t i = 1; i < f.size(); ++i) m = m > f[i] ? m : f[i];
   return m;
+}
+
+// True when a sample of f[from .. to] (0-based, inclusive) is at least v.
+ZYN_WIDEST_VECTORS bool any_at_least(std::span<const double> f, std::size_t from, std::size_t to, double v) {
+  bool found = false;
+  for (std::size_t i = from; i <= to; ++i) found |= f[i] >= v;
+  return found;
 }
 
 }  // namespace
@@ -94,51 +139,45 @@ std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {
   if (n == 0) return {};
   // Candidates: every sample above 0.3 of the filtered maximum (1-based).
   const double threshold = kThresholdOfMaximum * running_max(f);
-  std::vector<int64_t> idx;
+  std::vector<int64_t> idx(n);
+  std::size_t count_k = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    if (f[i] > threshold) idx.push_back(static_cast<int64_t>(i) + 1);
+    idx[count_k] = static_cast<int64_t>(i) + 1;
+    count_k += static_cast<std::size_t>(f[i] > threshold);
   }
-  const std::size_t count_k = idx.size();
+  idx.resize(count_k);
   std::vector<double> rpeaks(count_k, 0.0);
   if (count_k == 0) return rpeaks;
 
   const int64_t w = to_int32_saturated(kHalfWindowSeconds * fs);
   const int64_t last = idx.back();
   const auto N = static_cast<int64_t>(n);
-  auto value_at = [&](int64_t pos) { return f[static_cast<std::size_t>(pos - 1)]; };
+  // A candidate is a peak when it is the strict maximum of the candidates
+  // within w samples of it (up to the last candidate). Every other sample of
+  // that window is at most the threshold, or NaN, so it cannot reach the
+  // candidate's value: the test can read the samples themselves.
+  const auto is_strict_maximum = [&](int64_t here) {
+    const double peak = f[static_cast<std::size_t>(here - 1)];
+    const int64_t left = std::max<int64_t>(1, here - w);
+    const int64_t right = std::min(here + w, last);
+    const bool beatenBefore = left < here && any_at_least(f, static_cast<std::size_t>(left - 1),
+                                                          static_cast<std::size_t>(here - 2), peak);
+    return !beatenBefore && !(here < right && any_at_least(f, static_cast<std::size_t>(here),
+                                                           static_cast<std::size_t>(right - 1), peak));
+  };
 
   std::size_t k = 0;  // 0-based place in idx
   std::size_t count = 0;
-  int64_t centre = idx[0];
-  int64_t left = std::max<int64_t>(1, idx[0] - w);
   for (;;) {
-    const int64_t right = std::min(centre + w, last);
-    // The window: candidates with positions in [left, right].
-    const auto first = std::lower_bound(idx.begin(), idx.end(), left);
-    const auto past = std::upper_bound(idx.begin(), idx.end(), right);
     const int64_t here = idx[k];
-    const double peak = value_at(here);
-    bool strictMaximum = true;
-    for (auto it = first; it < past; ++it) {
-      if (*it != here && !(value_at(*it) < peak)) {
-        strictMaximum = false;  // equalled or beaten: ties are not peaks
-        break;
-      }
-    }
-    if (strictMaximum && here != 1 && here != N) rpeaks[count++] = static_cast<double>(here);
+    if (here != 1 && here != N && is_strict_maximum(here)) rpeaks[count++] = static_cast<double>(here);
     if (k + 1 >= count_k || count >= count_k) break;
     ++k;
-    left = std::max<int64_t>(1, idx[k] - w);
-    centre = idx[k];
     if (count > 0) {
       // Refractory skip: candidates up to w samples after the last accepted
       // peak cannot be a strict maximum of their window.
       const int64_t t = std::min(static_cast<int64_t>(rpeaks[count - 1]) + w, last - 1);
-      if (idx[k] <= t) {
-        k = static_cast<std::size_t>(std::upper_bound(idx.begin(), idx.end(), t) - idx.begin());
-        centre = idx[k];
-        left = idx[k] - w;
-      }
+      if (idx[k] <= t) k = static_cast<std::size_t>(std::upper_bound(idx.begin(), idx.end(), t) - idx.begin());
     }
   }
   if (count > 0) rpeaks.resize(count);

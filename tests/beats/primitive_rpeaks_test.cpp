@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -78,5 +79,55 @@ TEST(CoarsePeakPicking, EdgeTiesRefractorySkipAndWindowRounding) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.fs);
     EXPECT_EQ(pick_coarse_peaks(c.f, c.fs), c.peaks);
+  }
+}
+
+// The picking by its definition: every candidate is compared with the other
+// candidates of its window, one by one, and skipped ones are the candidates up
+// to w samples after an accepted peak.
+std::vector<double> peaks_by_definition(const std::vector<double>& f, double fs) {
+  double largest = f[0];
+  for (double v : f) largest = largest > v ? largest : v;
+  std::vector<int64_t> idx;
+  for (std::size_t i = 0; i < f.size(); ++i) {
+    if (f[i] > 0.3 * largest) idx.push_back(static_cast<int64_t>(i) + 1);
+  }
+  std::vector<double> peaks(idx.size(), 0.0);
+  const auto w = static_cast<int64_t>(std::round(0.2 * fs));
+  const auto n = static_cast<int64_t>(f.size());
+  std::size_t count = 0;
+  int64_t skipUpTo = 0;
+  for (std::size_t k = 0; k < idx.size() && count < idx.size(); ++k) {
+    const int64_t here = idx[k];
+    if (count > 0 && k > 0 && here <= skipUpTo) continue;
+    bool strict = here != 1 && here != n;
+    for (int64_t other : idx) {
+      if (other != here && other >= here - w && other <= std::min(here + w, idx.back()) &&
+          !(f[static_cast<std::size_t>(other - 1)] < f[static_cast<std::size_t>(here - 1)])) {
+        strict = false;
+      }
+    }
+    if (strict) {
+      peaks[count++] = static_cast<double>(here);
+      skipUpTo = std::min(here + w, idx.back() - 1);
+    }
+  }
+  if (count > 0) peaks.resize(count);
+  return peaks;
+}
+
+TEST(CoarsePeakPicking, AgreesWithTheCandidateByCandidateDefinition) {
+  std::mt19937 rng(11);
+  std::uniform_int_distribution<int> level(0, 9);
+  for (int trial = 0; trial < 300; ++trial) {
+    // Few distinct levels make ties common; some signals carry NaN or -0.
+    std::vector<double> f(static_cast<std::size_t>(20 + trial));
+    for (double& v : f) v = level(rng) < 7 ? 0.0 : static_cast<double>(level(rng));
+    if (trial % 3 == 1) f[f.size() / 2] = std::nan("");
+    if (trial % 5 == 2) f[f.size() / 3] = -0.0;
+    if (trial % 7 == 3) f[0] = std::nan("");  // a leading NaN passes on through the maximum
+    const double fs = 10.0 + trial % 40;
+    SCOPED_TRACE(trial);
+    ASSERT_EQ(pick_coarse_peaks(f, fs), peaks_by_definition(f, fs));
   }
 }

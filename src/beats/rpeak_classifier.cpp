@@ -278,16 +278,23 @@ void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector
   hold_ends_at_first_full_window(sd, w);
 }
 
-// Phase 3: amplitude range squared times slope range over +-v samples, into
-// feature (zeros, one per sample).
-void qrs_feature(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& feature) {
-  const std::size_t n = ecg.size();
-  PooledSamples slope(n), slopeRange(n);
-  for (std::size_t k = 1; k + 1 < n; ++k) (*slope)[k] = ecg[k + 1] - ecg[k - 1];
-  const auto half = static_cast<std::size_t>(v);
-  sliding_range_centred(ecg, half, feature);
-  sliding_range_centred(*slope, half, *slopeRange);
-  for (std::size_t k = 0; k < n; ++k) feature[k] = feature[k] * feature[k] * (*slopeRange)[k];
+// Phase 3, second factor: the range over +-v samples of the slope
+// x[k + 1] - x[k - 1] into slopeRange; slope is scratch. Both come zeroed,
+// one entry per sample.
+void slope_range(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& slope,
+                 std::vector<double>& slopeRange) {
+  for (std::size_t k = 1; k + 1 < ecg.size(); ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
+  sliding_range_centred(slope, static_cast<std::size_t>(v), slopeRange);
+}
+
+// Phase 3: amplitude range over +-v samples squared times the slope range,
+// into feature (zeros, one per sample). The slope range is handed over
+// pending, worked out meanwhile on the helper.
+void qrs_feature(std::span<const double> ecg, std::ptrdiff_t v, Pending<void>& slopeRangeDone,
+                 std::span<const double> slopeRange, std::vector<double>& feature) {
+  sliding_range_centred(ecg, static_cast<std::size_t>(v), feature);
+  slopeRangeDone.get();
+  for (std::size_t k = 0; k < feature.size(); ++k) feature[k] = feature[k] * feature[k] * slopeRange[k];
 }
 
 // Phase 4: +-u moving maximum of the feature into env (zeros, one per
@@ -798,20 +805,26 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   const std::size_t distinctRaw = count_distinct_up_to(*raw, kMinDistinctInSignal);
 
   // Phases 2 to 4: noise level, QRS feature, envelope and detection mask. The
-  // noise level and the envelope both only read the corrected signal, so the
-  // noise level (and the light smoothing for phase 6) is worked out on the
-  // helper meanwhile. Their arrays are taken here, from this thread's pool:
-  // the helper thread lives for one analysis, and memory taken there would
-  // be faulted in afresh every time.
+  // noise level, the slope range and the feature's amplitude range only read
+  // the corrected signal, so the helper works out the slope range, then the
+  // noise level (and the light smoothing for phase 6), while this thread takes
+  // the amplitude range, then the envelope and its trend. Their arrays are
+  // taken here, from this thread's pool: the helper thread lives for one
+  // analysis, and memory taken there would be faulted in afresh every time.
   const std::size_t samples = ecg.size();
-  PooledSamples noiseSd(samples), smoothedWhole(crossings_smooth_directly(fs) ? samples : 0);
+  const std::ptrdiff_t rangeHalf = samples_floor(kRangeHalfWindowSeconds * fs);
+  PooledSamples slope(samples), slopeRange(samples), noiseSd(samples);
+  PooledSamples smoothedWhole(crossings_smooth_directly(fs) ? samples : 0);
   smoothedWhole->clear();  // filled by the helper, in the capacity taken here
+  Pending<void> slopeRangeDone = helper.start([&ecg, &slope, &slopeRange, rangeHalf] {
+    slope_range(ecg, rangeHalf, *slope, *slopeRange);
+  });
   Pending<void> helperSteps = helper.start([&ecg, &noiseSd, &smoothedWhole, fs] {
     running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
     smooth_for_crossings(ecg, fs, *smoothedWhole);
   });
   PooledSamples feature(samples), env(samples), trend(samples);
-  qrs_feature(ecg, samples_floor(kRangeHalfWindowSeconds * fs), *feature);
+  qrs_feature(ecg, rangeHalf, slopeRangeDone, *slopeRange, *feature);
   feature_envelope(*feature, samples_floor(kEnvelopeHalfWindowSeconds * fs), *env);
   envelope_trend(*env, fs, *trend);
   helperSteps.get();

@@ -14,6 +14,7 @@
 
 #include "runtime/emx.hpp"
 #include "runtime/scalar.hpp"
+#include "runtime/simd.hpp"
 #include "zynecgsolver/beats.h"
 
 namespace zyn::beats {
@@ -26,13 +27,34 @@ constexpr int32_t kShortestSplitWindowSeconds = 4;  // windows of 4 s or less ar
 
 }  // namespace
 
+namespace {
+
+// The largest sample magnitude, at least `floor`; a NaN sample never raises
+// it. NaN is never taken, so the maximum does not depend on the order of
+// comparisons and eight lanes run at once (a zero magnitude may keep its
+// sign, which no comparison tells apart).
+ZYN_WIDEST_VECTORS double largest_magnitude(std::span<const double> x, double floor) {
+  EightDoubles lanes = EightDoubles{} + floor, v;
+  std::size_t k = 0;
+  for (; k + 8 <= x.size(); k += 8) {
+    load_eight(x.data() + k, v);
+    const EightDoubles a = v < 0.0 ? -v : v;
+    lanes = a > lanes ? a : lanes;
+  }
+  double largest = floor;
+  for (std::size_t l = 0; l < 8; ++l) largest = lanes[l] > largest ? lanes[l] : largest;
+  for (; k < x.size(); ++k) {
+    const double a = std::fabs(x[k]);
+    if (a > largest) largest = a;
+  }
+  return largest;
+}
+
+}  // namespace
+
 int32_t stretch_quality(std::span<const double> ecg, std::span<const int32_t> beats, double fullScale,
                         double beatCount) {
-  double largest = kNoSamplesMagnitude;
-  for (double v : ecg) {
-    const double a = std::fabs(v);
-    if (a > largest) largest = a;  // a NaN sample never raises the maximum
-  }
+  const double largest = largest_magnitude(ecg, kNoSamplesMagnitude);
   if (kSaturationFractionOfFullScale * fullScale < largest) return kQualitySaturated;
 
   // Never more beats than the list holds (a larger count would read past it).

@@ -16,3 +16,15 @@
 #else
 #define ZYN_WIDEST_VECTORS
 #endif
+
+#include <cstring>
+
+namespace zyn {
+
+// Eight doubles worked on as one value: one register on AVX-512, two or four
+// elsewhere. Lane-wise arithmetic is the scalar IEEE arithmetic in each lane.
+using EightDoubles = double __attribute__((vector_size(8 * sizeof(double))));
+
+inline void load_eight(const double* from, EightDoubles& to) { std::memcpy(&to, from, sizeof to); }
+
+}  // namespace zyn

@@ -797,11 +797,7 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   const double med = median(ecg);
   for (double& v : ecg) v -= med;
   const PooledSamples raw(ecg);
-  {
-    PooledSamples baseline(ecg.size());
-    smooth_moving_average(ecg, *baseline, fs / kBaselineSpanDivisor);
-    for (std::size_t k = 0; k < ecg.size(); ++k) ecg[k] -= (*baseline)[k];
-  }
+  subtract_moving_average(*raw, ecg, fs / kBaselineSpanDivisor);
   const std::size_t distinctRaw = count_distinct_up_to(*raw, kMinDistinctInSignal);
 
   // Phases 2 to 4: noise level, QRS feature, envelope and detection mask. The

@@ -136,18 +136,19 @@ ZYN_WIDEST_VECTORS bool all_finite(std::span<const double> x) {
   return nonFinite == 0;
 }
 
-// The window means of smooth_moving_average for a window sum type: the
-// window of sample 0 is [0, half] (clipped to the signal), and each slide
-// takes in at most one sample on the right and lets out one on the left.
-template <class Sum>
-void slide_window_means(std::span<const double> x, std::span<double> out, std::size_t half) {
-  const std::size_t n = out.size();
+// The window means of smooth_moving_average for a window sum type, handed
+// to emit(i, mean) in sample order: the window of sample 0 is [0, half]
+// (clipped to the signal), and each slide takes in at most one sample on the
+// right and lets out one on the left.
+template <class Sum, class Emit>
+void slide_window_means(std::span<const double> x, std::size_t half, Emit emit) {
+  const std::size_t n = x.size();
   Sum window;
   std::size_t last = std::min(half, n - 1);
   for (std::size_t k = 0; k <= last; ++k) window.add(x[k]);
   for (std::size_t i = 0; i < n; ++i) {
     const std::size_t first = i > half ? i - half : 0;
-    out[i] = window.mean_over(last - first + 1);
+    emit(i, window.mean_over(last - first + 1));
     if (i + half + 1 < n) window.add(x[++last]);
     if (i >= half) window.remove(x[i - half]);
   }
@@ -168,20 +169,41 @@ class FiniteWindowSum {
 
 }  // namespace
 
-void smooth_moving_average(std::span<const double> x, std::span<double> out, double span) {
-  const std::size_t n = std::min(x.size(), out.size());
+namespace {
+
+// Calls emit(i, mean) with the mean of every sample's window of
+// smoothing_width(span) samples; false (and no call) when x is shorter than
+// 2 samples or the width is 1, which leave a signal unsmoothed.
+template <class Emit>
+bool for_each_window_mean(std::span<const double> x, double span, Emit emit) {
+  const std::size_t n = x.size();
   const int64_t width = smoothing_width(span);
-  if (n < 2 || width <= 1) {
-    if (out.data() != x.data()) std::copy_n(x.begin(), n, out.begin());
-    return;
-  }
+  if (n < 2 || width <= 1) return false;
   // Samples on each side of the centre; a window wider than the signal covers
   // all of it.
   const std::size_t half = static_cast<std::size_t>(std::min<int64_t>((width - 1) / 2, static_cast<int64_t>(n)));
-  if (all_finite(x.first(n))) {
-    slide_window_means<FiniteWindowSum>(x, out.first(n), half);
+  if (all_finite(x)) {
+    slide_window_means<FiniteWindowSum>(x, half, emit);
   } else {
-    slide_window_means<WindowSum>(x, out.first(n), half);
+    slide_window_means<WindowSum>(x, half, emit);
+  }
+  return true;
+}
+
+}  // namespace
+
+void smooth_moving_average(std::span<const double> x, std::span<double> out, double span) {
+  const std::size_t n = std::min(x.size(), out.size());
+  const bool smoothed = for_each_window_mean(x.first(n), span, [out](std::size_t i, double mean) { out[i] = mean; });
+  if (!smoothed && out.data() != x.data()) std::copy_n(x.begin(), n, out.begin());
+}
+
+void subtract_moving_average(std::span<const double> x, std::span<double> out, double span) {
+  const std::size_t n = std::min(x.size(), out.size());
+  const bool smoothed =
+      for_each_window_mean(x.first(n), span, [x, out](std::size_t i, double mean) { out[i] = x[i] - mean; });
+  if (!smoothed) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = x[i] - x[i];  // the unsmoothed signal is its own mean
   }
 }
 

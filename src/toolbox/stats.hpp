@@ -29,6 +29,9 @@ void smooth_moving_average(std::span<double> x, double span);
 // The same smoothing of x written to out (out must not overlap x; the
 // shorter of the two lengths is used).
 void smooth_moving_average(std::span<const double> x, std::span<double> out, double span);
+// out = x minus that smoothing of x, sample by sample (the same values as
+// smoothing into a second array and subtracting it, without that array).
+void subtract_moving_average(std::span<const double> x, std::span<double> out, double span);
 
 // 2 x 2 sample covariance of (x, y), column-major: {var x, cov, cov, var y}.
 // Empty input gives all NaN, one sample all 0. y is read over x's length

@@ -110,6 +110,29 @@ TEST(Smoother, OneFarNonFiniteSampleLeavesOtherWindowsBitIdentical) {
   }
 }
 
+// The baseline-free signal is the signal minus its smoothing, bit for bit,
+// with finite and non-finite samples, and for signals too short to smooth.
+TEST(Smoother, SubtractedSmoothingIsTheSignalMinusItsSmoothing) {
+  std::mt19937 rng(5);
+  std::normal_distribution<double> noise(0.0, 1e2);
+  std::vector<double> x(3000);
+  for (double& v : x) v = noise(rng);
+  std::vector<double> spoiled = x;
+  spoiled[1000] = kNaN;
+  spoiled[2000] = std::numeric_limits<double>::infinity();
+  for (const auto& signal : {x, spoiled, std::vector<double>{4.0}, std::vector<double>{kNaN, 1.0}}) {
+    for (const double span : {1.0, 5.0, 40.0, 601.0}) {
+      const std::vector<double> mean = smoothed(signal, span);
+      std::vector<double> residual(signal.size());
+      zyn::subtract_moving_average(signal, residual, span);
+      for (std::size_t i = 0; i < signal.size(); ++i) {
+        const double expected = signal[i] - mean[i];
+        ASSERT_TRUE(residual[i] == expected || (std::isnan(residual[i]) && std::isnan(expected))) << span << " at " << i;
+      }
+    }
+  }
+}
+
 TEST(Covariance, KnownAnswersAndDegenerateLengths) {
   double C[4];
   m_cov(column_of({1, 2, 3, 4}).get(), column_of({2, 4, 6, 9}).get(), C);

@@ -416,8 +416,7 @@ void smooth_context(std::span<const double> context, std::span<const double> smo
       work[len - edge + k] = smoothed_sample(context, len - edge + k, half);
     }
   } else {
-    work.assign(context.begin(), context.end());
-    smooth_in_place(work, fs / kCrossingSpanDivisor + 1.0);
+    smooth_into(context, work, fs / kCrossingSpanDivisor + 1.0);
   }
 }
 
@@ -489,8 +488,7 @@ bool crossings_smooth_directly(double fs) {
 }
 void smooth_for_crossings(std::span<const double> ecg, double fs, std::vector<double>& smoothedWhole) {
   if (!crossings_smooth_directly(fs)) return;
-  smoothedWhole.assign(ecg.begin(), ecg.end());
-  smooth_in_place(smoothedWhole, fs / kCrossingSpanDivisor + 1.0);
+  smooth_into(ecg, smoothedWhole, fs / kCrossingSpanDivisor + 1.0);
 }
 
 // Phase 6: noise test, flatness test, short-segment widening and peak choice.
@@ -810,8 +808,7 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   const std::size_t samples = ecg.size();
   const std::ptrdiff_t rangeHalf = samples_floor(kRangeHalfWindowSeconds * fs);
   PooledSamples slope(samples), slopeRange(samples), noiseSd(samples);
-  PooledSamples smoothedWhole(crossings_smooth_directly(fs) ? samples : 0);
-  smoothedWhole->clear();  // filled by the helper, in the capacity taken here
+  PooledSamples smoothedWhole(PooledSamples::Room{crossings_smooth_directly(fs) ? samples : 0});
   Pending<void> slopeRangeDone = helper.start([&ecg, &slope, &slopeRange, rangeHalf] {
     slope_range(ecg, rangeHalf, *slope, *slopeRange);
   });

@@ -226,15 +226,22 @@ std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
   return count;
 }
 
-void smooth_in_place(std::vector<double>& x, double span) {
+void smooth_into(std::span<const double> x, std::vector<double>& out, double span) {
   const std::size_t n = x.size();
   const std::size_t half = std::min(smoothing_half_width(span), n);
-  if (n < 2 || half == 0) return;
-  if (half <= kDirectSumHalfWidth) {
-    smooth_direct(x, half);
-    return;
+  out.resize(n);
+  if (n < 2 || half == 0) {
+    std::copy(x.begin(), x.end(), out.begin());
+  } else if (half <= kDirectSumHalfWidth) {
+    smooth_direct(x, out, half);
+  } else {
+    smooth_moving_average(x, out, span);
   }
-  smooth_moving_average(x, span);
+}
+
+void smooth_in_place(std::vector<double>& x, double span) {
+  const std::vector<double> original(x.begin(), x.end());
+  smooth_into(original, x, span);
 }
 
 std::size_t smoothing_half_width(double span) {
@@ -246,14 +253,13 @@ std::size_t smoothing_half_width(double span) {
   return static_cast<std::size_t>(halfValue);
 }
 
-void smooth_direct(std::vector<double>& x, std::size_t half) {
-  const std::vector<double> original(x.begin(), x.end());
+void smooth_direct(std::span<const double> x, std::span<double> out, std::size_t half) {
   const std::size_t n = x.size();
   const std::size_t head = std::min(half, n);
   const std::size_t whole = n > 2 * half ? n - 2 * half : 0;  // windows inside the signal
-  for (std::size_t k = 0; k < head; ++k) x[k] = smoothed_sample(original, k, half);
-  sum_full_windows(original.data(), x.data() + head, whole, half);
-  for (std::size_t k = head + whole; k < n; ++k) x[k] = smoothed_sample(original, k, half);
+  for (std::size_t k = 0; k < head; ++k) out[k] = smoothed_sample(x, k, half);
+  sum_full_windows(x.data(), out.data() + head, whole, half);
+  for (std::size_t k = head + whole; k < n; ++k) out[k] = smoothed_sample(x, k, half);
 }
 
 double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {

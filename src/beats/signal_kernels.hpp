@@ -31,7 +31,10 @@ std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap);
 // the toolbox's running-sum smoother.
 inline constexpr std::size_t kDirectSumHalfWidth = 4;
 void smooth_in_place(std::vector<double>& x, double span);
-void smooth_direct(std::vector<double>& x, std::size_t half);
+// The same smoothing of x into out (resized to x's length; no overlap).
+void smooth_into(std::span<const double> x, std::vector<double>& out, double span);
+// The directly summed smoothing of x into out (x's length; no overlap).
+void smooth_direct(std::span<const double> x, std::span<double> out, std::size_t half);
 // The directly summed moving average of x at index k (window clipped to x).
 double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half);
 // The half width that smooth_in_place uses for a span (0 when it does nothing).

@@ -56,6 +56,11 @@ PooledSamples::PooledSamples(std::span<const double> x) : values_(take(x.size())
   values_.assign(x.begin(), x.end());
 }
 
+PooledSamples::PooledSamples(Room room) : values_(take(room.samples)) {
+  values_.clear();
+  values_.reserve(room.samples);
+}
+
 PooledSamples::~PooledSamples() {
   try {
     give_back(std::move(values_));

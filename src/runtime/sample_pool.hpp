@@ -23,6 +23,12 @@ class PooledSamples {
   explicit PooledSamples(std::size_t n);
   // A copy of x.
   explicit PooledSamples(std::span<const double> x);
+  // No samples yet, but room for this many: an array another thread fills
+  // (taken here, so that the memory comes from this thread's pool).
+  struct Room {
+    std::size_t samples;
+  };
+  explicit PooledSamples(Room room);
   PooledSamples(const PooledSamples&) = delete;
   PooledSamples& operator=(const PooledSamples&) = delete;
   // The array goes back to this thread's pool (or is freed when it is full).

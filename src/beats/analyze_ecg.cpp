@@ -24,9 +24,6 @@ namespace {
 constexpr double kShortRrSeconds = 0.3;
 }  // namespace
 
-bool coarse_rr_is_short(std::span<const double> ecg, double fs) {
-  return rr_is_short(primitive_rpeaks(ecg, fs), fs);
-}
 
 bool rr_is_short(std::span<const double> coarse, double fs) {
   if (coarse.size() < 2) return false;  // mean of no interval is NaN: never short
@@ -46,8 +43,12 @@ bool rr_is_short(std::span<const double> coarse, double fs) {
 
 StretchBeats analyze_stretch(std::span<const double> ecg, double fs, HelperThread& helper) {
   // The coarse detector only reads the samples and shares nothing with the
-  // refined one, so it runs on the helper meanwhile.
-  Pending<bool> shortRr = helper.start([ecg, fs] { return coarse_rr_is_short(ecg, fs); });
+  // refined one, so it runs on the helper meanwhile, filtering into an array
+  // of this thread's pool (the helper's own pool ends with the analysis).
+  PooledSamples filtered(PooledSamples::Overwritten{primitive_scratch_samples(ecg.size())});
+  Pending<bool> shortRr = helper.start([ecg, fs, &filtered] {
+    return rr_is_short(primitive_rpeaks(ecg, fs, *filtered), fs);
+  });
   PooledSamples copy(ecg);
   StretchBeats out = keep_inner_beats(analyze_ecg_r(*copy, fs, helper), ecg.size(), fs);
   out.shortRr = shortRr.get();

@@ -22,8 +22,6 @@ struct StretchBeats {
 StretchBeats analyze_stretch(std::span<const double> ecg, double fs, HelperThread& helper);
 StretchBeats analyze_stretch(std::span<const double> ecg, double fs);
 
-// The flag alone, from the coarse detector's peaks over the whole stretch.
-bool coarse_rr_is_short(std::span<const double> ecg, double fs);
 // The flag from given coarse peak positions (fewer than two: false).
 bool rr_is_short(std::span<const double> coarsePeaks, double fs);
 // The beats with fs < position < n - fs, classes kept aligned.

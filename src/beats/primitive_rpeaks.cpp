@@ -38,7 +38,7 @@ constexpr std::size_t kMinimumSamples = kReflectedSamples + 1;
 constexpr double kHalfWindowSeconds = 0.2;
 constexpr double kThresholdOfMaximum = 0.3;
 
-void filter_in_place(std::vector<double>& p) {
+void filter_in_place(std::span<double> p) {
   std::array<double, 4> zi{};
   for (std::size_t i = 0; i < 4; ++i) zi[i] = p.front() * kUnitStepState[i];
   band_pass_into(p, zi, p);
@@ -46,7 +46,7 @@ void filter_in_place(std::vector<double>& p) {
 
 // Reflection about the end samples, then the forward and the backward pass;
 // the filtered x is p's middle.
-void zero_phase_band_pass(std::span<const double> x, std::vector<double>& p) {
+void zero_phase_band_pass(std::span<const double> x, std::span<double> p) {
   const std::size_t n = x.size();
   const std::size_t pad = kReflectedSamples;
   for (std::size_t i = 1; i <= pad; ++i) p[i - 1] = 2.0 * x[0] - x[pad + 1 - i];
@@ -99,6 +99,13 @@ double running_max(std::span<const double> f) {
   return m;
 }
 
+// Number of samples above the threshold.
+ZYN_WIDEST_VECTORS std::size_t count_above(std::span<const double> f, double threshold) {
+  std::size_t count = 0;
+  for (double v : f) count += static_cast<std::size_t>(v > threshold);
+  return count;
+}
+
 // True when a sample of f[from .. to] (0-based, inclusive) is at least v.
 ZYN_WIDEST_VECTORS bool any_at_least(std::span<const double> f, std::size_t from, std::size_t to, double v) {
   bool found = false;
@@ -127,11 +134,18 @@ void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, 
   }
 }
 
+std::size_t primitive_scratch_samples(std::size_t n) { return n + 2 * kReflectedSamples; }
+
+std::vector<double> primitive_rpeaks(std::span<const double> x, double fs, std::span<double> scratch) {
+  if (x.size() < kMinimumSamples || scratch.size() < primitive_scratch_samples(x.size())) return {};
+  const std::span<double> padded = scratch.first(primitive_scratch_samples(x.size()));
+  zero_phase_band_pass(x, padded);
+  return pick_coarse_peaks(std::span<const double>(padded).subspan(kReflectedSamples, x.size()), fs);
+}
+
 std::vector<double> primitive_rpeaks(std::span<const double> x, double fs) {
-  if (x.size() < kMinimumSamples) return {};
-  PooledSamples padded(x.size() + 2 * kReflectedSamples);
-  zero_phase_band_pass(x, *padded);
-  return pick_coarse_peaks(std::span<const double>(*padded).subspan(kReflectedSamples, x.size()), fs);
+  PooledSamples padded(PooledSamples::Overwritten{primitive_scratch_samples(x.size())});
+  return primitive_rpeaks(x, fs, *padded);
 }
 
 std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {
@@ -139,7 +153,10 @@ std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {
   if (n == 0) return {};
   // Candidates: every sample above 0.3 of the filtered maximum (1-based).
   const double threshold = kThresholdOfMaximum * running_max(f);
-  std::vector<int64_t> idx(n);
+  // Counted first, so that the list is sized to the candidates (a few per
+  // cent of the samples); every sample is then written at the next free
+  // place, which only advances past a candidate.
+  std::vector<int64_t> idx(count_above(f, threshold) + 1);
   std::size_t count_k = 0;
   for (std::size_t i = 0; i < n; ++i) {
     idx[count_k] = static_cast<int64_t>(i) + 1;

@@ -18,6 +18,10 @@ void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, 
 // within round(0.2 fs) samples; K zeros when K candidates exist but none is
 // accepted; empty for no candidate or fewer than 13 samples.
 std::vector<double> primitive_rpeaks(std::span<const double> x, double fs);
+// The same with the filtered signal in scratch, of at least
+// primitive_scratch_samples(x.size()) samples (empty result when shorter).
+std::size_t primitive_scratch_samples(std::size_t n);
+std::vector<double> primitive_rpeaks(std::span<const double> x, double fs, std::span<double> scratch);
 
 // The peak picking alone, on an already filtered signal f.
 std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs);

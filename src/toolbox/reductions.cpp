@@ -108,6 +108,21 @@ Selected select_by_ranks(std::span<const double> x, std::size_t k) {
   return s;
 }
 
+// Elements of x below low, and within [low, high].
+struct BracketCounts {
+  std::size_t below;
+  std::size_t inside;
+};
+ZYN_WIDEST_VECTORS BracketCounts count_in_bracket(std::span<const double> x, double low, double high) {
+  int64_t below = 0;
+  int64_t inside = 0;
+  for (double v : x) {
+    below += static_cast<int64_t>(v < low);
+    inside += static_cast<int64_t>(v >= low) & static_cast<int64_t>(v <= high);
+  }
+  return {static_cast<std::size_t>(below), static_cast<std::size_t>(inside)};
+}
+
 // For long inputs, a sample of kSampleSize elements spread over x brackets
 // places k and k + 1 between two sample values, chosen about 3.5 standard
 // errors of a sample rank either side; one pass counts the elements below
@@ -154,16 +169,17 @@ Selected select_in_order(std::span<const double> x, std::size_t k) {
   const double low = lowRank > 0 ? *lowIt : -std::numeric_limits<double>::infinity();
   const double high = highRank + 1 < kSampleSize ? *highIt : std::numeric_limits<double>::infinity();
   if (std::isnan(low) || std::isnan(high)) return select_whole();
-  // Branch-free pass: every sample is written at the next free place of
-  // `inside`, which only advances when the sample lies inside the bracket.
-  std::size_t below = 0;
+  // A counting pass across vector lanes sizes the bracket; then a
+  // branch-free pass writes every sample at the next free place of `inside`,
+  // which only advances when the sample lies inside the bracket.
+  const BracketCounts counted = count_in_bracket(x, low, high);
+  if (counted.inside > n / 8) return select_whole();  // far wider than expected
+  const std::size_t below = counted.below;
   std::size_t count = 0;
-  std::vector<double> inside(n / 8 + 1);
+  std::vector<double> inside(counted.inside + 1);
   for (double v : x) {
-    below += static_cast<std::size_t>(v < low);
     inside[count] = v;
-    count += static_cast<std::size_t>(v >= low && v <= high);
-    if (count == inside.size()) return select_whole();  // far wider than expected
+    count += static_cast<std::size_t>(v >= low) & static_cast<std::size_t>(v <= high);
   }
   inside.resize(count);
   // Places k and k + 1 (or k alone when it is the last) must lie inside.

@@ -850,27 +850,32 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   // Both threads share the feature's two ranges (the helper joins when it is
   // done with the coarse detector); the helper then works out the noise
   // level and the light smoothing for phase 6, while this thread takes the
-  // envelope and its trend. The arrays are taken here, from this thread's
-  // pool: the helper thread lives for one analysis, and memory taken there
-  // would be faulted in afresh every time. Every sample of them is written
-  // before it is read.
+  // envelope, its trend and the mask. The arrays are taken here, from this
+  // thread's pool: the helper thread lives for one analysis, and memory taken
+  // there would be faulted in afresh every time. Every sample of them is
+  // written before it is read.
   const std::size_t samples = ecg.size();
   const PooledSamples::Overwritten full{samples};
   PooledSamples slope(full), slopeRange(full), feature(full), noiseSd(full), env(full), trend(full);
   PooledSamples smoothedWhole(PooledSamples::Room{crossings_smooth_directly(fs) ? samples : 0});
   qrs_ranges(ecg, samples_floor(kRangeHalfWindowSeconds * fs), *slope, *feature, *slopeRange, helper);
-  Pending<void> helperSteps = helper.start([&ecg, &noiseSd, &smoothedWhole, fs] {
+  // The mask waits for the noise level only; the light smoothing is done
+  // while the mask and the segments are formed.
+  Pending<void> noiseLevel = helper.start([&ecg, &noiseSd, fs] {
     running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
+  });
+  Pending<void> lightSmoothing = helper.start([&ecg, &smoothedWhole, fs] {
     smooth_for_crossings(ecg, fs, *smoothedWhole);
   });
   weight_by_slope_range(*feature, *slopeRange);
   feature_envelope(*feature, samples_floor(kEnvelopeHalfWindowSeconds * fs), *env);
   envelope_trend(*env, fs, *trend);
-  helperSteps.get();
+  noiseLevel.get();
   const std::vector<unsigned char> mask = detection_mask(*env, *noiseSd, *trend);
 
   // Phases 5 to 7: candidate segments, one R peak per accepted segment.
   Segments seg = candidate_segments(mask);
+  lightSmoothing.get();
   choose_segment_peaks(seg, ecg, *raw, *smoothedWhole, fs, helper);
   keep_segments_with_peaks(seg);
 

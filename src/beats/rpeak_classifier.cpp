@@ -71,6 +71,9 @@ constexpr double kHelperMinSeconds = 60.0;
 // Per-beat loops from this count up are split between the two threads (about
 // a minute of beats: shorter loops do not repay the hand-over).
 constexpr std::size_t kMinBeatsForTwoThreads = 64;
+// Each feature range is cut into twice this many pieces for the two threads:
+// small enough that the thread finishing last has little left to do.
+constexpr std::size_t kRangePiecesPerThread = 2;
 // Segment contexts whose sums advance side by side.
 constexpr std::size_t kContextsSideBySide = 4;
 
@@ -293,8 +296,8 @@ void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector
 // of the corrected signal into amplitudeRange, and of its slope
 // x[k + 1] - x[k - 1] (0 at both ends, kept in slope) into slopeRange. Each
 // window's range depends on its samples alone, so the two ranges are shared
-// between the threads as four halves; a signal holding NaN or -0, whose
-// ranges depend on the order of comparisons, keeps each range whole.
+// between the threads in pieces; a signal holding NaN or -0, whose ranges
+// depend on the order of comparisons, keeps each range whole.
 void qrs_ranges(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& slope,
                 std::vector<double>& amplitudeRange, std::vector<double>& slopeRange, HelperThread& helper) {
   const std::size_t n = ecg.size();
@@ -305,15 +308,14 @@ void qrs_ranges(std::span<const double> ecg, std::ptrdiff_t v, std::vector<doubl
   const auto half = static_cast<std::size_t>(v);
   const std::array<std::span<const double>, 2> inputs = {ecg, slope};
   const std::array<std::span<double>, 2> outputs = {amplitudeRange, slopeRange};
-  const std::size_t pieces = extremes_are_order_free(ecg) && extremes_are_order_free(slope) ? 2 : 1;
+  const bool orderFree = extremes_are_order_free(ecg) && extremes_are_order_free(slope);
+  const std::size_t pieces = orderFree ? kRangePiecesPerThread * 2 : 1;
   const auto range_item = [&](std::size_t item) {
-    const std::size_t which = item / pieces;
+    const std::size_t which = item / pieces, piece = item % pieces;
     if (pieces == 1) {
       sliding_range_centred(inputs[which], half, outputs[which]);
     } else {
-      const std::size_t middle = n / 2;
-      const bool firstHalf = item % 2 == 0;
-      sliding_range_centred_part(inputs[which], half, outputs[which], firstHalf ? 0 : middle, firstHalf ? middle : n);
+      sliding_range_centred_part(inputs[which], half, outputs[which], n * piece / pieces, n * (piece + 1) / pieces);
     }
   };
   helper.for_each_shared(
@@ -682,11 +684,26 @@ Classes classify_beats(const Segments& seg, const Centred& tmpl, std::span<const
   return out;
 }
 
+// The distinct positive positions of both classes in ascending order. Each
+// class list is usually in order already (beats are found and inserted in
+// position order), and then the two are merged rather than sorted anew.
 std::vector<double> sorted_positive_union(const Classes& c) {
-  std::vector<double> all;
-  for (double v : c.normal) if (v > 0.0) all.push_back(v);
-  for (double v : c.other) if (v > 0.0) all.push_back(v);
-  std::sort(all.begin(), all.end());
+  const auto positive = [](const std::vector<double>& v) {
+    std::vector<double> kept;
+    kept.reserve(v.size());
+    for (double x : v) {
+      if (x > 0.0) kept.push_back(x);
+    }
+    return kept;
+  };
+  const std::vector<double> normal = positive(c.normal), other = positive(c.other);
+  std::vector<double> all(normal.size() + other.size());
+  if (std::is_sorted(normal.begin(), normal.end()) && std::is_sorted(other.begin(), other.end())) {
+    std::merge(normal.begin(), normal.end(), other.begin(), other.end(), all.begin());
+  } else {
+    std::copy(other.begin(), other.end(), std::copy(normal.begin(), normal.end(), all.begin()));
+    std::sort(all.begin(), all.end());
+  }
   all.erase(std::unique(all.begin(), all.end()), all.end());
   return all;
 }

@@ -857,9 +857,11 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread&
   if (n == 0) return unusable();
 
   // Phase 1: median-centred raw signal, baseline removed with a 0.2 s mean.
+  // The median-centred signal is kept apart (raw); ecg becomes the
+  // baseline-free signal, every sample of it overwritten.
   const double med = median(ecg);
-  for (double& v : ecg) v -= med;
-  const PooledSamples raw(ecg);
+  PooledSamples raw(PooledSamples::Overwritten{ecg.size()});
+  for (std::size_t k = 0; k < ecg.size(); ++k) (*raw)[k] = ecg[k] - med;
   subtract_moving_average(*raw, ecg, fs / kBaselineSpanDivisor);
   const std::size_t distinctRaw = count_distinct_up_to(*raw, kMinDistinctInSignal);
 

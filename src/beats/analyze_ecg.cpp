@@ -24,7 +24,6 @@ namespace {
 constexpr double kShortRrSeconds = 0.3;
 }  // namespace
 
-
 bool rr_is_short(std::span<const double> coarse, double fs) {
   if (coarse.size() < 2) return false;  // mean of no interval is NaN: never short
   // Intervals in seconds: sample differences times the reciprocal of fs,

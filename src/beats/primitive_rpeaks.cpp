@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 
 #include "runtime/emx.hpp"
 #include "runtime/sample_pool.hpp"
@@ -84,25 +83,20 @@ void zero_phase_band_pass(std::span<const double> x, std::span<double> p) {
 // value) when a sample is NaN. Without NaN the maximum is one value whatever
 // the order of comparisons, up to the sign of a zero maximum, which the
 // threshold below cannot tell apart (no sample is above +0 and not -0).
-using Lanes = double __attribute__((vector_size(8 * sizeof(double))));
-
 ZYN_WIDEST_VECTORS bool largest_if_no_nan(std::span<const double> f, double& largest) {
-  constexpr std::size_t kLanes = 8;
-  Lanes best;
-  for (std::size_t l = 0; l < kLanes; ++l) best[l] = f[0];
-  Lanes nan = {};
+  EightDoubles best = EightDoubles{} + f[0], v;
+  EightDoubles unordered = {};  // non-zero in a lane that met a NaN
   std::size_t k = 0;
-  for (; k + kLanes <= f.size(); k += kLanes) {
-    Lanes v;
-    std::memcpy(&v, f.data() + k, sizeof v);
+  for (; k + 8 <= f.size(); k += 8) {
+    load_eight(f.data() + k, v);
     best = best > v ? best : v;
-    nan = v != v ? Lanes{} + 1.0 : nan;
+    unordered += v != v ? 1.0 : 0.0;
   }
   double m = best[0];
   bool anyNan = false;
-  for (std::size_t l = 0; l < kLanes; ++l) {
+  for (std::size_t l = 0; l < 8; ++l) {
     m = m > best[l] ? m : best[l];
-    anyNan = anyNan || nan[l] != 0.0;
+    anyNan = anyNan || unordered[l] != 0.0;
   }
   for (; k < f.size(); ++k) {
     m = m > f[k] ? m : f[k];

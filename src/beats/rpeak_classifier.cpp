@@ -136,8 +136,7 @@ double correlate_with(const Centred& tmpl, std::span<const double> y) {
 // keeps its own sums, added in sample order as above (a vector addition is
 // the scalar addition in every lane), so the results are the same, but the
 // independent sums run side by side instead of one after another.
-constexpr std::size_t kLanesPerRun = 8;
-using Lanes = double __attribute__((vector_size(kLanesPerRun * sizeof(double))));
+constexpr std::size_t kLanesPerRun = 8;  // the lanes of EightDoubles
 // Up to this many groups of eight windows advance together: one group's sums
 // are a chain of dependent additions, and several chains keep the adders busy.
 constexpr std::size_t kMaxGroupsSideBySide = 4;
@@ -149,10 +148,10 @@ template <std::size_t Groups>
 [[gnu::always_inline]] inline void correlate_groups(const Centred& tmpl, const double* y, std::size_t n, double cxx,
                                                     double* out) {
   const double nm1 = static_cast<double>(n) - 1.0;
-  const auto load_samples = [y](std::size_t g, std::size_t k, Lanes& v) {
-    std::memcpy(&v, y + g * kLanesPerRun + k, sizeof v);
+  const auto load_samples = [y](std::size_t g, std::size_t k, EightDoubles& v) {
+    load_eight(y + g * kLanesPerRun + k, v);
   };
-  Lanes s[Groups], mean[Groups], syy[Groups], sxy[Groups], v;
+  EightDoubles s[Groups], mean[Groups], syy[Groups], sxy[Groups], v;
   for (std::size_t g = 0; g < Groups; ++g) load_samples(g, 0, s[g]);
   for (std::size_t k = 1; k < n; ++k) {
     for (std::size_t g = 0; g < Groups; ++g) {
@@ -162,14 +161,14 @@ template <std::size_t Groups>
   }
   for (std::size_t g = 0; g < Groups; ++g) {
     mean[g] = s[g] / static_cast<double>(n);
-    syy[g] = Lanes{};
-    sxy[g] = Lanes{};
+    syy[g] = EightDoubles{};
+    sxy[g] = EightDoubles{};
   }
   for (std::size_t k = 0; k < n; ++k) {
     const double t = tmpl.values[k];
     for (std::size_t g = 0; g < Groups; ++g) {
       load_samples(g, k, v);
-      const Lanes c = v - mean[g];
+      const EightDoubles c = v - mean[g];
       syy[g] += c * c;
       sxy[g] += t * c;
     }
@@ -385,9 +384,9 @@ std::vector<unsigned char> detection_mask(const std::vector<double>& env, const 
   std::vector<unsigned char> mask(env.size());
   mark_clear_crossings(env.data(), noiseSd.data(), trend.data(), env.size(), mask.data());
   // Undecided samples are rare; the library's byte search finds them.
-  for (auto* at = static_cast<unsigned char*>(std::memchr(mask.data(), kUndecided, mask.size())); at != nullptr;
-       at = static_cast<unsigned char*>(std::memchr(at + 1, kUndecided, mask.size() - (at + 1 - mask.data())))) {
-    const auto k = static_cast<std::size_t>(at - mask.data());
+  const auto end = mask.end();
+  for (auto at = std::find(mask.begin(), end, kUndecided); at != end; at = std::find(at + 1, end, kUndecided)) {
+    const auto k = static_cast<std::size_t>(at - mask.begin());
     *at = env[k] > kNoiseCubeWeight * pow_snf(noiseSd[k], 3.0) + kTrendWeight * trend[k] ? 1 : 0;
   }
   return mask;
@@ -688,20 +687,14 @@ Classes classify_beats(const Segments& seg, const Centred& tmpl, std::span<const
 // class list is usually in order already (beats are found and inserted in
 // position order), and then the two are merged rather than sorted anew.
 std::vector<double> sorted_positive_union(const Classes& c) {
-  const auto positive = [](const std::vector<double>& v) {
-    std::vector<double> kept;
-    kept.reserve(v.size());
-    for (double x : v) {
-      if (x > 0.0) kept.push_back(x);
-    }
-    return kept;
-  };
-  const std::vector<double> normal = positive(c.normal), other = positive(c.other);
-  std::vector<double> all(normal.size() + other.size());
-  if (std::is_sorted(normal.begin(), normal.end()) && std::is_sorted(other.begin(), other.end())) {
-    std::merge(normal.begin(), normal.end(), other.begin(), other.end(), all.begin());
+  std::vector<double> all;
+  for (double v : c.normal) if (v > 0.0) all.push_back(v);
+  const auto others = static_cast<std::ptrdiff_t>(all.size());
+  for (double v : c.other) if (v > 0.0) all.push_back(v);
+  const auto middle = all.begin() + others;
+  if (std::is_sorted(all.begin(), middle) && std::is_sorted(middle, all.end())) {
+    std::inplace_merge(all.begin(), middle, all.end());
   } else {
-    std::copy(other.begin(), other.end(), std::copy(normal.begin(), normal.end(), all.begin()));
     std::sort(all.begin(), all.end());
   }
   all.erase(std::unique(all.begin(), all.end()), all.end());

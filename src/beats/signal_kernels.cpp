@@ -45,20 +45,6 @@ void sliding_extreme_van_herk(std::span<const double> x, std::size_t half, std::
   }
 }
 
-// No NaN (which the picks pass on asymmetrically) and no negative zero
-// (which ties with +0 and would be picked by position).
-ZYN_WIDEST_VECTORS bool no_nan_or_negative_zero(std::span<const double> x) {
-  constexpr int64_t kMagnitude = std::numeric_limits<int64_t>::max();
-  constexpr int64_t kInfinityBits = 0x7FF0000000000000LL;
-  constexpr int64_t kNegativeZeroBits = std::numeric_limits<int64_t>::min();
-  int64_t unordered = 0;
-  for (double v : x) {
-    const auto bits = std::bit_cast<int64_t>(v);
-    unordered |= static_cast<int64_t>((bits & kMagnitude) > kInfinityBits) |
-                 static_cast<int64_t>(bits == kNegativeZeroBits);
-  }
-  return unordered == 0;
-}
 
 // to[k] = pick(from[k], from[k + shift]) for k < count.
 ZYN_WIDEST_VECTORS void widen_max(const double* __restrict from, double* __restrict to, std::size_t count,
@@ -188,7 +174,20 @@ uint64_t key_of(double v) {
 
 }  // namespace
 
-bool extremes_are_order_free(std::span<const double> x) { return no_nan_or_negative_zero(x); }
+// No NaN (which the picks pass on asymmetrically) and no negative zero
+// (which ties with +0 and would be picked by position).
+ZYN_WIDEST_VECTORS bool extremes_are_order_free(std::span<const double> x) {
+  constexpr int64_t kMagnitude = std::numeric_limits<int64_t>::max();
+  constexpr int64_t kInfinityBits = 0x7FF0000000000000LL;
+  constexpr int64_t kNegativeZeroBits = std::numeric_limits<int64_t>::min();
+  int64_t unordered = 0;
+  for (double v : x) {
+    const auto bits = std::bit_cast<int64_t>(v);
+    unordered |= static_cast<int64_t>((bits & kMagnitude) > kInfinityBits) |
+                 static_cast<int64_t>(bits == kNegativeZeroBits);
+  }
+  return unordered == 0;
+}
 
 void sliding_range_centred_part(std::span<const double> x, std::size_t half, std::span<double> out,
                                 std::size_t first, std::size_t past) {

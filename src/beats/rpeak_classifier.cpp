@@ -497,37 +497,69 @@ std::array<double, Count> ordered_sums(const std::array<std::span<const double>,
   return totals;
 }
 
-// Phase 6 step 6: the maximum of y with the best rise-plus-weighted-fall
-// score (1-based place in y), or 0 when no maximum qualifies.
-std::ptrdiff_t best_scored_maximum(std::span<const double> y) {
-  const auto len = static_cast<std::ptrdiff_t>(y.size());
-  if (len < 3) return 0;
-  const OneBased yy{y};
-  std::vector<std::ptrdiff_t> maxima(y.size() + 1, 0), minima(y.size() + 2, 1);
-  std::ptrdiff_t j = 1;
-  for (std::ptrdiff_t k = 2; k <= len - 1; ++k) {
-    if (yy(k) > yy(k - 1) && yy(k + 1) <= yy(k)) {
-      maxima[static_cast<std::size_t>(j)] = k;
-      ++j;
-    } else if (yy(k) <= yy(k - 1) && yy(k) < yy(k + 1)) {
-      minima[static_cast<std::size_t>(j)] = k;
-    }
+// Phase 6 step 6 turning points: code[k] = kMaximumCode where y rises into k
+// and does not rise after it, kMinimumCode where y does not rise into k and
+// rises after it, 0 elsewhere (and at both ends). Each sample is coded from
+// its neighbours alone, so the loop runs across vector lanes.
+constexpr unsigned char kMaximumCode = 1;
+constexpr unsigned char kMinimumCode = 2;
+
+ZYN_WIDEST_VECTORS void code_turning_points(const double* y, std::size_t n, unsigned char* code) {
+  for (std::size_t k = 1; k + 1 < n; ++k) {
+    const int isMaximum = (y[k] > y[k - 1]) & (y[k + 1] <= y[k]);
+    const int isMinimum = (y[k] <= y[k - 1]) & (y[k] < y[k + 1]);
+    code[k] = static_cast<unsigned char>(isMaximum * kMaximumCode + isMinimum * kMinimumCode);
   }
-  if (minima[static_cast<std::size_t>(j)] == 1) minima[static_cast<std::size_t>(j)] = len;
+}
+
+}  // namespace
+
+// Each maximum is scored against the last minimum before it (since the
+// previous maximum; the first sample when there is none) and the last minimum
+// between it and the next maximum (the last sample after the last maximum;
+// a maximum with no such minimum is not scored). The turning points are coded
+// across vector lanes and listed without branches, and only they are visited:
+// in a noisy segment a branch per sample would be mispredicted about as often
+// as not.
+std::ptrdiff_t best_scored_maximum(std::span<const double> y, TurningPointScratch& scratch) {
+  const std::size_t len = y.size();
+  if (len < 3) return 0;
+  scratch.code.resize(len);
+  scratch.places.resize(len);
+  code_turning_points(y.data(), len, scratch.code.data());
+  std::size_t count = 0;
+  for (std::size_t k = 1; k + 1 < len; ++k) {
+    scratch.places[count] = k;
+    count += scratch.code[k] != 0;
+  }
+  constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
   double best = kMinusInf;
   std::ptrdiff_t winner = 0;
-  for (std::ptrdiff_t i = 1; i < j; ++i) {
-    const std::ptrdiff_t after = minima[static_cast<std::size_t>(i + 1)];
-    if (after == 1) continue;
-    const double top = yy(maxima[static_cast<std::size_t>(i)]);
-    const double score = (top - yy(minima[static_cast<std::size_t>(i)])) + kFallWeight * (top - yy(after));
+  std::size_t top = kNone, before = kNone, lastMinimum = kNone;
+  const auto score_top = [&](std::size_t after) {
+    const double peak = y[top];
+    const double score = (peak - y[before == kNone ? 0 : before]) + kFallWeight * (peak - y[after]);
     if (score > best) {
       best = score;
-      winner = maxima[static_cast<std::size_t>(i)];
+      winner = static_cast<std::ptrdiff_t>(top) + 1;
     }
+  };
+  for (std::size_t e = 0; e < count; ++e) {
+    const std::size_t k = scratch.places[e];
+    if (scratch.code[k] == kMinimumCode) {
+      lastMinimum = k;
+      continue;
+    }
+    if (top != kNone && lastMinimum != kNone) score_top(lastMinimum);
+    top = k;
+    before = lastMinimum;
+    lastMinimum = kNone;
   }
+  if (top != kNone) score_top(lastMinimum == kNone ? len - 1 : lastMinimum);
   return winner;
 }
+
+namespace {
 
 // Phase 6 step 2 ahead of the segments: the light smoothing of the whole
 // corrected signal, whose stretches stand for the smoothed contexts when the
@@ -550,7 +582,7 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
     return std::pair{std::max<std::ptrdiff_t>(1, seg.start[i] - context), std::min(n, seg.end[i] + context)};
   };
   // The tests of one segment, given the crossing rate of its context.
-  const auto choose_peak_of = [&](std::size_t i, double rate) {
+  const auto choose_peak_of = [&](std::size_t i, double rate, TurningPointScratch& turningPoints) {
     const auto [a, b] = context_of(i);
     if (b < a) return;
     if (rate >= kNoisyCrossingRate && !(kurtosis_of(x.range(a, b)) > kNoiseMaxKurtosis)) return;
@@ -561,7 +593,7 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
       seg.end[i] = static_cast<std::ptrdiff_t>(std::min(static_cast<double>(n), widened));
       return;
     }
-    const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]));
+    const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]), turningPoints);
     if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
   };
   // Each segment reads and writes only its own entries, so the segments are
@@ -570,6 +602,7 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
   // before the tests decide segment by segment.
   const auto choose_in = [&](std::size_t first, std::size_t past) {
     std::array<std::vector<double>, kContextsSideBySide> work;
+    TurningPointScratch turningPoints;
     for (std::size_t group = first; group < past; group += kContextsSideBySide) {
       std::array<std::span<const double>, kContextsSideBySide> smoothedContexts{};
       for (std::size_t lane = 0; lane < kContextsSideBySide; ++lane) {
@@ -585,7 +618,7 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
       }
       const auto totals = ordered_sums(smoothedContexts);
       for (std::size_t i = group; i < std::min(past, group + kContextsSideBySide); ++i) {
-        choose_peak_of(i, crossing_rate(smoothedContexts[i - group], totals[i - group]));
+        choose_peak_of(i, crossing_rate(smoothedContexts[i - group], totals[i - group]), turningPoints);
       }
     }
   };

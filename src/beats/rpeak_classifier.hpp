@@ -1,6 +1,7 @@
 // R-peak detection straight from the samples and two-class beat labelling.
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -39,6 +40,17 @@ struct Classes {
 // for a position in the class-1 list (also when it is in both), 2 otherwise;
 // labels swap when class 2 holds more than half of the beats.
 ClassifiedBeats assemble(const Classes& classes);
+
+// The R peak of a candidate segment y: the turning-point maximum (a rise into
+// it, no rise after it) whose rise from the minimum before it plus 1.9 times
+// its fall to the minimum after it is largest, the first of equal scores;
+// 1-based place in y, 0 when no maximum qualifies. The scratch arrays are
+// reused from one segment to the next.
+struct TurningPointScratch {
+  std::vector<unsigned char> code;
+  std::vector<std::size_t> places;
+};
+std::ptrdiff_t best_scored_maximum(std::span<const double> y, TurningPointScratch& scratch);
 
 // The highest local maximum (a rise followed by a non-rise) of x, the first
 // of equal values.

@@ -1,11 +1,12 @@
 // R-peak detector and classifier, and the analysis entry around it: unusable
-// input, the local peak rule, label assembly and majority swap, the edge trim
-// and the short-RR flag.
+// input, the local peak and segment peak rules, label assembly and majority
+// swap, the edge trim and the short-RR flag.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "beats/analyze_ecg.hpp"
@@ -65,6 +66,49 @@ TEST(LocalPeak, HighestRiseThenNonRiseFirstOfEqual) {
     EXPECT_EQ(q.value, kMinusInf);
     EXPECT_EQ(q.place, kMinusInf);
   }
+}
+
+// The segment peak by its definition: maxima and the minima before them
+// tabled sample by sample (a minimum slot defaults to the first sample), each
+// maximum scored against its own slot and the next one.
+std::ptrdiff_t scored_maximum_by_definition(const std::vector<double>& y) {
+  const auto len = static_cast<std::ptrdiff_t>(y.size());
+  if (len < 3) return 0;
+  const auto at = [&](std::ptrdiff_t k) { return y[static_cast<std::size_t>(k - 1)]; };
+  std::vector<std::ptrdiff_t> maxima(y.size() + 1, 0), minima(y.size() + 2, 1);
+  std::size_t j = 1;
+  for (std::ptrdiff_t k = 2; k <= len - 1; ++k) {
+    if (at(k) > at(k - 1) && at(k + 1) <= at(k)) {
+      maxima[j++] = k;
+    } else if (at(k) <= at(k - 1) && at(k) < at(k + 1)) {
+      minima[j] = k;
+    }
+  }
+  if (minima[j] == 1) minima[j] = len;
+  double best = kMinusInf;
+  std::ptrdiff_t winner = 0;
+  for (std::size_t i = 1; i < j; ++i) {
+    if (minima[i + 1] == 1) continue;
+    const double top = at(maxima[i]);
+    const double score = (top - at(minima[i])) + 1.9 * (top - at(minima[i + 1]));
+    if (score > best) best = score, winner = maxima[i];
+  }
+  return winner;
+}
+
+TEST(SegmentPeak, AgreesWithTheTabledDefinitionOnNoisyPlateauAndNaNSegments) {
+  std::mt19937 rng(5);
+  std::uniform_int_distribution<int> level(0, 6);
+  TurningPointScratch scratch;  // reused, as across the segments of a signal
+  for (int trial = 0; trial < 400; ++trial) {
+    std::vector<double> y(static_cast<std::size_t>(trial % 90));
+    for (double& v : y) v = static_cast<double>(level(rng));  // few levels: plateaus and equal scores
+    if (trial % 4 == 1 && !y.empty()) y[y.size() / 2] = std::nan("");
+    if (trial % 6 == 2 && !y.empty()) y.front() = std::nan("");
+    SCOPED_TRACE(trial);
+    ASSERT_EQ(best_scored_maximum(y, scratch), scored_maximum_by_definition(y));
+  }
+  EXPECT_EQ(best_scored_maximum(std::vector<double>{0, 2, 2, 1, 3, 0}, scratch), 5);  // 2 + 1.9 * 3 beats 2 + 1.9 * 1
 }
 
 TEST(Assembly, SortsMergesDropsNonPositiveAndSwapsLabelsOnlyAboveHalf) {

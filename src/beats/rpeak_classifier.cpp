@@ -643,21 +643,32 @@ void keep_segments_with_peaks(Segments& seg) {
 
 // Phase 8: one row of 2h + 1 median-free samples around each peak (zero when
 // the window leaves the signal). Stored beat by beat; each beat's median is
-// its own, so the beats are shared between the two threads.
+// its own, so the beats are shared between the two threads, in runs of whole
+// groups of the eight windows whose medians are found together.
+constexpr std::size_t kBeatsPerMedianRun = 32;
+
 std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<const double> ecg, std::ptrdiff_t h,
                                              HelperThread& helper) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
-  const OneBased x{ecg};
-  std::vector<std::vector<double>> rows(seg.peak.size(), std::vector<double>(static_cast<std::size_t>(2 * h + 1), 0.0));
-  helper.for_each_shared(seg.peak.size(), kMinBeatsForTwoThreads, [&](std::size_t first, std::size_t past) {
+  const auto width = static_cast<std::size_t>(2 * h + 1);
+  std::vector<std::vector<double>> rows(seg.peak.size(), std::vector<double>(width, 0.0));
+  const auto fill_rows = [&](std::size_t first, std::size_t past) {
+    std::vector<std::size_t> beats, starts;
     for (std::size_t i = first; i < past; ++i) {
       const auto p = static_cast<std::ptrdiff_t>(seg.peak[i]);
       if (!(p - h > 0 && p + h <= n)) continue;
-      const auto window = x.range(p - h, p + h);
-      const double med = median(window);
-      for (std::size_t k = 0; k < window.size(); ++k) rows[i][k] = window[k] - med;
+      beats.push_back(i);
+      starts.push_back(static_cast<std::size_t>(p - h - 1));
     }
-  });
+    std::vector<double> medians(beats.size());
+    window_medians(ecg, starts, width, medians);
+    for (std::size_t j = 0; j < beats.size(); ++j) {
+      const auto window = ecg.subspan(starts[j], width);
+      std::vector<double>& row = rows[beats[j]];
+      for (std::size_t k = 0; k < width; ++k) row[k] = window[k] - medians[j];
+    }
+  };
+  helper.for_each_shared(seg.peak.size(), kMinBeatsForTwoThreads, fill_rows, kBeatsPerMedianRun);
   return rows;
 }
 

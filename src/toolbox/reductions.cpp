@@ -9,7 +9,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
+#include <vector>
 
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
@@ -77,32 +79,38 @@ Selected select_in_part(std::span<double> part, std::size_t k) {
   return {*kth, next};
 }
 
-// Elements of x below v and not above v (the ascending places v spans).
-struct Ranks {
-  int64_t below;
-  int64_t notAbove;
+// For every element x[i] of a short input, the elements of x below it and
+// not above it (the ascending places it spans). The counts of all elements
+// grow together, one element to a vector lane, as each u of x is compared
+// with every element.
+constexpr std::size_t kShortInput = 64;
+struct ShortRanks {
+  std::array<int64_t, kShortInput> below{};
+  std::array<int64_t, kShortInput> notAbove{};
 };
-ZYN_WIDEST_VECTORS Ranks ranks_of(std::span<const double> x, double v) {
-  int64_t below = 0;
-  int64_t notAbove = 0;
+ZYN_WIDEST_VECTORS void rank_every_element(std::span<const double> x, ShortRanks& r) {
+  const std::size_t n = x.size();
   for (double u : x) {
-    below += static_cast<int64_t>(u < v);
-    notAbove += static_cast<int64_t>(u <= v);
+    for (std::size_t i = 0; i < n; ++i) {
+      r.below[i] += static_cast<int64_t>(u < x[i]);
+      r.notAbove[i] += static_cast<int64_t>(u <= x[i]);
+    }
   }
-  return {below, notAbove};
 }
 
 // Short NaN-free input: the element spanning place k (and k + 1) found by
 // counting ranks, which has no data-dependent branches and runs across vector
-// lanes, instead of partitioning.
+// lanes, instead of partitioning. Equal elements span the same places; the
+// last of them in input order is taken.
 Selected select_by_ranks(std::span<const double> x, std::size_t k) {
   const auto place = static_cast<int64_t>(k);
   const bool last = k + 1 == x.size();
+  ShortRanks r;
+  rank_every_element(x, r);
   Selected s{x[0], x[0]};
-  for (double v : x) {
-    const Ranks r = ranks_of(x, v);
-    if (r.below <= place && place < r.notAbove) s.kth = v;
-    if (!last && r.below <= place + 1 && place + 1 < r.notAbove) s.next = v;
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    if (r.below[i] <= place && place < r.notAbove[i]) s.kth = x[i];
+    if (!last && r.below[i] <= place + 1 && place + 1 < r.notAbove[i]) s.next = x[i];
   }
   if (last) s.next = s.kth;
   return s;
@@ -130,7 +138,6 @@ ZYN_WIDEST_VECTORS BracketCounts count_in_bracket(std::span<const double> x, dou
 // those are ordered. When the bracket misses or holds a NaN, the whole input
 // is selected instead; the result is the same either way.
 Selected select_in_order(std::span<const double> x, std::size_t k) {
-  constexpr std::size_t kShortInput = 64;
   constexpr std::size_t kSampleSize = 2048;
   constexpr std::size_t kBracketHalfWidth = 80;
   const std::size_t n = x.size();
@@ -275,6 +282,128 @@ double median(std::span<const double> x) {
   const Selected lower = select_in_order(x, lower_place);
   return midpoint_of(as_in_stable_order(x, lower_place, lower.kth),
                      as_in_stable_order(x, upper_place, lower.next));
+}
+
+namespace {
+
+// A comparator network that sorts the few places of a short window, or
+// selects its middle places: each comparator leaves the smaller of its two
+// places' values in `lower` and the larger in `higher`.
+struct Comparator {
+  uint8_t lower;
+  uint8_t higher;
+};
+using Network = std::vector<Comparator>;
+
+// Knuth's merge exchange (Batcher's odd-even merge for any n): about
+// n log2(n)^2 / 4 comparators that sort n places.
+Network merge_exchange_network(std::size_t n) {
+  Network net;
+  if (n < 2) return net;
+  std::size_t t = 0;
+  while ((std::size_t{1} << t) < n) ++t;
+  for (std::size_t p = std::size_t{1} << (t - 1); p > 0; p >>= 1) {
+    std::size_t q = std::size_t{1} << (t - 1), r = 0, d = p;
+    for (;;) {
+      for (std::size_t i = 0; i + d < n; ++i) {
+        if ((i & p) == r) net.push_back({static_cast<uint8_t>(i), static_cast<uint8_t>(i + d)});
+      }
+      if (q == p) break;
+      d = q - p;
+      q >>= 1;
+      r = p;
+    }
+  }
+  return net;
+}
+
+// The comparators of a sorting network that can move a value into one of the
+// wanted places (found walking back from the outputs): a selection network
+// that still leaves the wanted places' sorted values there.
+Network selecting(const Network& sorting, std::size_t n, std::initializer_list<std::size_t> wanted) {
+  std::vector<bool> matters(n, false);
+  for (std::size_t place : wanted) matters[place] = true;
+  Network kept;
+  for (auto c = sorting.rbegin(); c != sorting.rend(); ++c) {
+    if (!matters[c->lower] && !matters[c->higher]) continue;
+    kept.push_back(*c);
+    matters[c->lower] = matters[c->higher] = true;
+  }
+  std::reverse(kept.begin(), kept.end());
+  return kept;
+}
+
+constexpr std::size_t kWindowsSideBySide = 8;
+using WindowLanes = std::array<std::array<double, kWindowsSideBySide>, kShortInput>;
+
+// The network applied to eight windows at once, one to a vector lane
+// (lanes[place][window]): each comparator is one comparison and two blends
+// across the lanes. The two places are copied out first, so that the lanes
+// are plainly independent of each other.
+ZYN_WIDEST_VECTORS void apply_network(const Network& net, WindowLanes& lanes) {
+  using Lanes = std::array<double, kWindowsSideBySide>;
+  for (const Comparator c : net) {
+    const Lanes a = lanes[c.lower], b = lanes[c.higher];
+    Lanes smaller, larger;
+    for (std::size_t l = 0; l < kWindowsSideBySide; ++l) {
+      smaller[l] = a[l] < b[l] ? a[l] : b[l];
+      larger[l] = a[l] < b[l] ? b[l] : a[l];
+    }
+    lanes[c.lower] = smaller;
+    lanes[c.higher] = larger;
+  }
+}
+
+// The selection network of the middle place(s) of every short width, built
+// once per process.
+const Network& middle_selection_network(std::size_t width) {
+  static const std::array<Network, kShortInput + 1> networks = [] {
+    std::array<Network, kShortInput + 1> all;
+    for (std::size_t n = 1; n <= kShortInput; ++n) {
+      const Network sorting = merge_exchange_network(n);
+      all[n] = n % 2 == 1 ? selecting(sorting, n, {n / 2}) : selecting(sorting, n, {n / 2 - 1, n / 2});
+    }
+    return all;
+  }();
+  return networks[width];
+}
+
+bool holds_nan(std::span<const double> x) {
+  return std::any_of(x.begin(), x.end(), [](double v) { return std::isnan(v); });
+}
+
+}  // namespace
+
+void window_medians(std::span<const double> x, std::span<const std::size_t> starts, std::size_t width,
+                    std::span<double> out) {
+  const auto window = [&](std::size_t w) { return x.subspan(starts[w], width); };
+  if (width == 0 || width > kShortInput) {
+    for (std::size_t w = 0; w < starts.size(); ++w) out[w] = median(window(w));
+    return;
+  }
+  const Network& net = middle_selection_network(width);
+  const std::size_t upper = width / 2;
+  WindowLanes lanes;
+  for (std::size_t first = 0; first < starts.size(); first += kWindowsSideBySide) {
+    const std::size_t count = std::min(kWindowsSideBySide, starts.size() - first);
+    for (std::size_t l = 0; l < kWindowsSideBySide; ++l) {
+      const auto samples = window(first + std::min(l, count - 1));  // a short last group repeats its last window
+      for (std::size_t place = 0; place < width; ++place) lanes[place][l] = samples[place];
+    }
+    apply_network(net, lanes);
+    for (std::size_t l = 0; l < count; ++l) {
+      const auto samples = window(first + l);
+      double& m = out[first + l];
+      if (holds_nan(samples)) {
+        m = median(samples);  // the network's comparisons do not order NaN
+      } else if (width % 2 == 1) {
+        m = as_in_stable_order(samples, upper, lanes[upper][l]);
+      } else {
+        m = midpoint_of(as_in_stable_order(samples, upper - 1, lanes[upper - 1][l]),
+                        as_in_stable_order(samples, upper, lanes[upper][l]));
+      }
+    }
+  }
 }
 
 double variance(std::span<const double> x) {

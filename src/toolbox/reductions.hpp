@@ -65,6 +65,12 @@ double mean(std::span<const double> x);
 // Works on a copy; x is not modified.
 double median(std::span<const double> x);
 
+// The median of each window of `width` samples of x that starts at one of
+// `starts` (0-based) into the same place of out: the values of median(),
+// found for eight short windows at a time.
+void window_medians(std::span<const double> x, std::span<const std::size_t> starts, std::size_t width,
+                    std::span<double> out);
+
 // Sample variance (divisor n - 1, or n for one element, so one element gives
 // 0); NaN for empty input. standard_deviation is its square root.
 double variance(std::span<const double> x);

@@ -133,6 +133,30 @@ TEST(Median, EqualsTheMiddleOfASortedCopyBitForBit) {
   }
 }
 
+// Windows of every short width and just beyond, overlapping, in groups of
+// eight and a partial last group; ties of signed zeros and NaN windows too.
+TEST(WindowMedians, EqualTheMedianOfEachWindowBitForBit) {
+  std::mt19937_64 rng(9);
+  std::uniform_int_distribution<int> level(-4, 4);
+  std::vector<double> x(3000);
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const int v = level(rng);
+    x[i] = v == 0 ? (i % 3 ? 0.0 : -0.0) : v * 0.25 + (i % 7 == 0 ? 1e-9 * static_cast<double>(i) : 0.0);
+    if (i % 401 == 17) x[i] = kNaN;
+  }
+  for (std::size_t width : {1u, 2u, 3u, 4u, 17u, 33u, 40u, 63u, 64u, 65u, 81u}) {
+    std::vector<std::size_t> starts;
+    for (std::size_t s = 0; s + width <= x.size(); s += 1 + s % 5) starts.push_back(s);
+    starts.resize(starts.size() - starts.size() % 8 + 3);  // a group of three last
+    std::vector<double> medians(starts.size());
+    zyn::window_medians(x, starts, width, medians);
+    for (std::size_t w = 0; w < starts.size(); ++w) {
+      ASSERT_TRUE(same_bits(medians[w], zyn::median(std::span<const double>(x).subspan(starts[w], width))))
+          << "width " << width << " start " << starts[w];
+    }
+  }
+}
+
 TEST(Variance, SmallSamples) {
   EXPECT_EQ(m_var(column_of({5}).get()), 0.0);
   EXPECT_EQ(m_var(column_of({1, 2, 3, 4}).get()), 1.6666666666666667);

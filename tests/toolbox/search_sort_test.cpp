@@ -83,12 +83,21 @@ TEST(Sort, TiesKeepInputOrderAndNaNGoesLast) {
   EXPECT_EQ(contents(ints), (Ints{std::numeric_limits<int32_t>::min(), -3, 5, 5}));
 }
 
+// Short inputs and long ones (sorted by digits), with ties, signed zeros,
+// infinities, NaN of both signs, subnormals and values that differ in one
+// low bit only.
 TEST(Sort, IsTheStablePermutationOnRandomInputWithTiesAndNaN) {
   std::mt19937 rng(20261123);
-  const std::vector<double> pool{kNaN, -kInf, kInf, -1.5, 0.0, -0.0, 2.0, 7.25};
+  const std::vector<double> pool{kNaN,  -kNaN, -kInf, kInf,   -1.5, 0.0, -0.0, 2.0, 7.25, 4.9e-324,
+                                 -4.9e-324, 1.0, std::nextafter(1.0, 2.0), -1e300};
+  std::normal_distribution<double> normal(0.0, 1e3);
   for (int trial = 0; trial < 400; ++trial) {
-    std::vector<double> x(std::uniform_int_distribution<std::size_t>(0, 150)(rng));
-    for (double& v : x) v = pool[std::uniform_int_distribution<std::size_t>(0, 7)(rng)];
+    const std::size_t most = trial % 4 == 0 ? 3000 : 150;
+    std::vector<double> x(std::uniform_int_distribution<std::size_t>(0, most)(rng));
+    for (double& v : x) {
+      const std::size_t pick = std::uniform_int_distribution<std::size_t>(0, pool.size())(rng);
+      v = pick < pool.size() ? pool[pick] : normal(rng);
+    }
     ASSERT_EQ(zyn::sort_permutation(x), stable_sort_permutation(x)) << "trial " << trial;
   }
 }

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <type_traits>
 
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
@@ -46,13 +45,15 @@ void sliding_extreme_van_herk(std::span<const double> x, std::size_t half, std::
 }
 
 
-// to[k] = pick(from[k], from[k + shift]) for k < count.
-ZYN_WIDEST_VECTORS void widen_max(const double* __restrict from, double* __restrict to, std::size_t count,
-                                  std::size_t shift) {
+// to[k] = pick(from[k], from[k + shift]) for k < count. Inlined into the
+// passes below, which are compiled per vector unit as a whole: a chunk's
+// passes are short, and a dispatched call per pass cost as much as the pass.
+[[gnu::always_inline]] inline void widen_max(const double* __restrict from, double* __restrict to,
+                                             std::size_t count, std::size_t shift) {
   for (std::size_t k = 0; k < count; ++k) to[k] = from[k] > from[k + shift] ? from[k] : from[k + shift];
 }
-ZYN_WIDEST_VECTORS void widen_min(const double* __restrict from, double* __restrict to, std::size_t count,
-                                  std::size_t shift) {
+[[gnu::always_inline]] inline void widen_min(const double* __restrict from, double* __restrict to,
+                                             std::size_t count, std::size_t shift) {
   for (std::size_t k = 0; k < count; ++k) to[k] = from[k] < from[k + shift] ? from[k] : from[k + shift];
 }
 
@@ -62,10 +63,8 @@ ZYN_WIDEST_VECTORS void widen_min(const double* __restrict from, double* __restr
 // sample). Each doubling step is one vectorised pass; the signal is taken in
 // chunks of kChunkWindows windows so that the passes stay in the L1 cache
 // (chunks of 1024 windows, 16 KiB of buffers, ran a fifth slower).
-template <class Rule>
-void sliding_extreme_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
+ZYN_WIDEST_VECTORS void sliding_max_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
   constexpr std::size_t kChunkWindows = 512;
-  const auto widen = std::is_same_v<Rule, Greater> ? widen_max : widen_min;
   const std::size_t n = x.size();
   const std::size_t width = 2 * half + 1;
   const std::size_t windows = n - width + 1;
@@ -78,22 +77,22 @@ void sliding_extreme_by_doubling(std::span<const double> x, std::size_t half, st
     double* next = bufferA.data();
     std::size_t run = 1;
     for (; 2 * run <= width; run *= 2) {
-      widen(runs, next, length - 2 * run + 1, run);
+      widen_max(runs, next, length - 2 * run + 1, run);
       runs = next;
       next = next == bufferA.data() ? bufferB.data() : bufferA.data();
     }
-    widen(runs, out.data() + first + half, count, width - run);
+    widen_max(runs, out.data() + first + half, count, width - run);
   }
 }
 
 // Centred window ranges (maximum minus minimum) of order-free input by the
 // doubling above, both extremes taken chunk by chunk so that they meet in the
 // L1 cache instead of in two signal-long arrays.
-ZYN_WIDEST_VECTORS void difference(const double* a, const double* b, double* to, std::size_t count) {
+[[gnu::always_inline]] inline void difference(const double* a, const double* b, double* to, std::size_t count) {
   for (std::size_t k = 0; k < count; ++k) to[k] = a[k] - b[k];
 }
 
-void sliding_range_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
+ZYN_WIDEST_VECTORS void sliding_range_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
   // Six buffers of a chunk: 256 windows keep them (13 KiB for 0.05 s windows
   // at 200 Hz) well inside a 48 KiB L1 data cache; 1024 windows spilled
   // them and took 40 % longer.
@@ -128,18 +127,6 @@ void sliding_range_by_doubling(std::span<const double> x, std::size_t half, std:
     widen_max(highRuns, high, count, width - run);
     widen_min(lowRuns, low, count, width - run);
     difference(high, low, out.data() + first + half, count);
-  }
-}
-
-// Centred window extremes: the vectorised doubling for order-free input,
-// otherwise van Herk / Gil-Werman, whose fixed comparison order settles NaN
-// and signed zeros. Both give the same values on order-free input.
-template <class Rule>
-void sliding_extreme(std::span<const double> x, std::size_t half, std::span<double> out, bool orderFree) {
-  if (orderFree) {
-    sliding_extreme_by_doubling<Rule>(x, half, out);
-  } else {
-    sliding_extreme_van_herk<Rule>(x, half, out);
   }
 }
 
@@ -213,9 +200,16 @@ void sliding_range_centred(std::span<const double> x, std::size_t half, std::spa
   for (std::size_t k = half; k + half < n; ++k) out[k] = out[k] - low[k];
 }
 
+// The vectorised doubling for order-free input, otherwise van Herk /
+// Gil-Werman, whose fixed comparison order settles NaN and signed zeros. Both
+// give the same values on order-free input.
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
   if (!window_fits(x, half, out)) return;
-  sliding_extreme<Greater>(x, half, out, extremes_are_order_free(x));
+  if (extremes_are_order_free(x)) {
+    sliding_max_by_doubling(x, half, out);
+  } else {
+    sliding_extreme_van_herk<Greater>(x, half, out);
+  }
 }
 
 std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {

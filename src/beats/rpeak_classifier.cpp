@@ -483,47 +483,89 @@ ZYN_WIDEST_VECTORS int64_t sign_steps_about(std::span<const double> x, double me
 // light smoothing sums its few samples directly, so inside the context it
 // equals the smoothing of the whole signal (smoothedContext, when given);
 // only the samples whose window the context clips are recomputed. The
-// smoothed context goes to `work`, scratch space reused across calls.
-void smooth_context(std::span<const double> context, std::span<const double> smoothedContext, double fs,
-                    std::vector<double>& work) {
+// smoothed context is then three consecutive pieces: the recomputed head,
+// the whole signal's smoothing read in place (a context is about 4 s, and
+// copying every one of them cost as much as their sums), and the recomputed
+// tail. Recomputed samples go to `work`, scratch space reused across calls.
+using ContextPieces = std::array<std::span<const double>, 3>;
+
+ContextPieces smooth_context(std::span<const double> context, std::span<const double> smoothedContext, double fs,
+                             std::vector<double>& work) {
   const std::size_t len = context.size();
   const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
   if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
-    work.assign(smoothedContext.begin(), smoothedContext.end());
-    const std::size_t edge = std::min(half, len);
-    for (std::size_t k = 0; k < edge; ++k) {
-      work[k] = smoothed_sample(context, k, half);
-      work[len - edge + k] = smoothed_sample(context, len - edge + k, half);
-    }
-  } else {
-    smooth_into(context, work, fs / kCrossingSpanDivisor + 1.0);
+    const std::size_t head = std::min(half, len);
+    const std::size_t tail = std::max(head, len - head);  // where the recomputed tail starts
+    work.resize(head + len - tail);
+    for (std::size_t k = 0; k < head; ++k) work[k] = smoothed_sample(context, k, half);
+    for (std::size_t k = tail; k < len; ++k) work[head + k - tail] = smoothed_sample(context, k, half);
+    const std::span<const double> recomputed(work);
+    return {recomputed.first(head), smoothedContext.subspan(head, tail - head), recomputed.subspan(head)};
   }
+  smooth_into(context, work, fs / kCrossingSpanDivisor + 1.0);
+  return {std::span<const double>(work), {}, {}};
+}
+
+std::size_t size_of(const ContextPieces& pieces) {
+  return pieces[0].size() + pieces[1].size() + pieces[2].size();
+}
+
+// sign_steps_about over the pieces as one sequence: the steps inside each
+// piece and those across the joins.
+int64_t sign_steps_across(const ContextPieces& pieces, double mean) {
+  int64_t steps = 0;
+  const double* before = nullptr;  // the last sample of the pieces so far
+  for (const std::span<const double> piece : pieces) {
+    if (piece.empty()) continue;
+    if (before != nullptr) {
+      const std::array<double, 2> join = {*before, piece.front()};
+      steps += sign_steps_about(join, mean);
+    }
+    steps += sign_steps_about(piece, mean);
+    before = &piece.back();
+  }
+  return steps;
 }
 
 // The rate from the smoothed context and the sum of its samples (in sample
 // order, from the first sample).
-double crossing_rate(std::span<const double> smoothed, double total) {
-  const double mean = total / static_cast<double>(smoothed.size());
-  return static_cast<double>(sign_steps_about(smoothed, mean)) / static_cast<double>(smoothed.size() - 1);
+double crossing_rate(const ContextPieces& smoothed, double total) {
+  const auto len = static_cast<double>(size_of(smoothed));
+  const double mean = total / len;
+  return static_cast<double>(sign_steps_across(smoothed, mean)) / (len - 1.0);
 }
 
 // Sums of Count non-empty series, each in its own order from its first
 // element. A sum is a serial chain of additions; the Count chains advance
-// side by side, so the processor overlaps them instead of waiting on each
-// addition in turn.
+// side by side through the middle pieces, so the processor overlaps them
+// instead of waiting on each addition in turn.
 template <std::size_t Count>
-std::array<double, Count> ordered_sums(const std::array<std::span<const double>, Count>& xs) {
+std::array<double, Count> ordered_sums(const std::array<ContextPieces, Count>& xs) {
   std::array<double, Count> totals{};
-  std::size_t common = xs[0].size();
+  std::array<bool, Count> started{};
+  const auto add_in_turn = [&](std::size_t r, std::span<const double> piece) {
+    for (double v : piece) {
+      totals[r] = started[r] ? totals[r] + v : v;
+      started[r] = true;
+    }
+  };
+  std::array<std::span<const double>, Count> middles;
+  std::size_t common = std::numeric_limits<std::size_t>::max();
   for (std::size_t r = 0; r < Count; ++r) {
-    totals[r] = xs[r][0];
-    common = std::min(common, xs[r].size());
+    add_in_turn(r, xs[r][0]);
+    middles[r] = xs[r][1];
+    if (!started[r] && !middles[r].empty()) {
+      add_in_turn(r, middles[r].first(1));
+      middles[r] = middles[r].subspan(1);
+    }
+    common = std::min(common, middles[r].size());
   }
-  for (std::size_t k = 1; k < common; ++k) {
-    for (std::size_t r = 0; r < Count; ++r) totals[r] += xs[r][k];
+  for (std::size_t k = 0; k < common; ++k) {
+    for (std::size_t r = 0; r < Count; ++r) totals[r] += middles[r][k];
   }
   for (std::size_t r = 0; r < Count; ++r) {
-    for (std::size_t k = std::max<std::size_t>(common, 1); k < xs[r].size(); ++k) totals[r] += xs[r][k];
+    add_in_turn(r, middles[r].subspan(common));
+    add_in_turn(r, xs[r][2]);
   }
   return totals;
 }
@@ -635,17 +677,17 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
     std::array<std::vector<double>, kContextsSideBySide> work;
     TurningPointScratch turningPoints;
     for (std::size_t group = first; group < past; group += kContextsSideBySide) {
-      std::array<std::span<const double>, kContextsSideBySide> smoothedContexts{};
+      std::array<ContextPieces, kContextsSideBySide> smoothedContexts{};
       for (std::size_t lane = 0; lane < kContextsSideBySide; ++lane) {
         const std::size_t i = std::min(group + lane, past - 1);  // a short last group repeats its last segment
         const auto [a, b] = context_of(i);
         if (b < a) {
           work[lane].assign(1, 0.0);  // no context, no tests: a stand-in is summed
+          smoothedContexts[lane] = {std::span<const double>(work[lane]), {}, {}};
         } else {
-          smooth_context(x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b),
-                         fs, work[lane]);
+          smoothedContexts[lane] = smooth_context(
+              x.range(a, b), smoothedWhole.empty() ? std::span<const double>{} : smoothed.range(a, b), fs, work[lane]);
         }
-        smoothedContexts[lane] = work[lane];
       }
       const auto totals = ordered_sums(smoothedContexts);
       for (std::size_t i = group; i < std::min(past, group + kContextsSideBySide); ++i) {

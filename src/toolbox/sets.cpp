@@ -59,7 +59,8 @@ NonFiniteCounts count_non_finite(std::span<const double> sorted) {
 
 UniqueWithPositions unique_values_with_positions(std::span<const double> values) {
   const std::vector<int32_t> order = sort_permutation(values);
-  const std::vector<double> sorted = sorted_ascending(values);
+  std::vector<double> sorted(values.size());
+  for (std::size_t i = 0; i < sorted.size(); ++i) sorted[i] = values[static_cast<std::size_t>(order[i] - 1)];
   const NonFiniteCounts counts = count_non_finite(sorted);
   const auto inputPosition = [&order](std::size_t sortedIndex) { return order[sortedIndex]; };
 

@@ -86,6 +86,10 @@ std::vector<int32_t> window_quality(std::span<const double> ecg, int32_t fs, std
     windows = std::max(1, to_int32_saturated(floor_trunc(n / rate / seconds)));
   }
   std::vector<int32_t> codes(static_cast<std::size_t>(windows), kWindowGood);
+  // Beats in ascending order (as the detector gives them) are found by
+  // bisection, not by a scan of every beat for every window.
+  const bool ascending = std::is_sorted(beats.begin(), beats.end());
+  std::vector<int32_t> inWindow;
   for (int32_t w = 1; w <= windows; ++w) {
     int32_t start = 1;
     int32_t end = to_int32_saturated(n);
@@ -93,9 +97,14 @@ std::vector<int32_t> window_quality(std::span<const double> ecg, int32_t fs, std
       start = to_int32_saturated(static_cast<double>(w - 1) * seconds * rate + 1.0);
       end = to_int32_saturated(static_cast<double>(w) * seconds * rate);
     }
-    std::vector<int32_t> inWindow;
-    for (int32_t b : beats) {
-      if (start <= b && b <= end) inWindow.push_back(b);
+    inWindow.clear();
+    if (ascending && start <= end) {
+      inWindow.assign(std::lower_bound(beats.begin(), beats.end(), start),
+                      std::upper_bound(beats.begin(), beats.end(), end));
+    } else if (!ascending) {
+      for (int32_t b : beats) {
+        if (start <= b && b <= end) inWindow.push_back(b);
+      }
     }
     auto& code = codes[static_cast<std::size_t>(w - 1)];
     if (inWindow.size() <= 1) {

@@ -2,6 +2,7 @@
 // splitting rules (4-second rule, unrated remainder, one-beat windows).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -64,6 +65,11 @@ TEST(WindowQuality, WholeWindowsOnlyAndTheirOwnCodes) {
   x[2600] = 100.0;  // saturation in the one-beat window is never looked at
   x[6500] = 100.0;  // nor in the remainder
   EXPECT_EQ(window_quality(x, 200, beats, 10, 5.0), (std::vector<int32_t>{0, 3, 6}));
+  // A list out of order is taken as it stands: reversed, window 1's RR
+  // intervals are all -200 samples, whose mean is below a quarter of no spread.
+  std::vector<int32_t> reversed = beats;
+  std::reverse(reversed.begin(), reversed.begin() + 10);
+  EXPECT_EQ(window_quality(x, 200, reversed, 10, 5.0), (std::vector<int32_t>{6, 3, 6}));
   x[150] = 5.0;  // saturation in window 1
   EXPECT_EQ(window_quality(x, 200, beats, 10, 5.0), (std::vector<int32_t>{5, 3, 6}));
   // The C adapters fill a column.

@@ -48,8 +48,8 @@ StretchBeats analyze_stretch(std::span<const double> ecg, double fs, HelperThrea
   Pending<bool> shortRr = helper.start([ecg, fs, &filtered] {
     return rr_is_short(primitive_rpeaks(ecg, fs, *filtered), fs);
   });
-  PooledSamples copy(ecg);
-  StretchBeats out = keep_inner_beats(analyze_ecg_r(*copy, fs, helper), ecg.size(), fs);
+  PooledSamples corrected(PooledSamples::Overwritten{ecg.size()});
+  StretchBeats out = keep_inner_beats(analyze_ecg_r(ecg, *corrected, fs, helper), ecg.size(), fs);
   out.shortRr = shortRr.get();
   return out;
 }

@@ -963,15 +963,21 @@ ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) {
 }
 
 ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread& helper) {
-  const auto n = static_cast<std::ptrdiff_t>(ecg.size());
-  if (n == 0) return unusable();
+  return analyze_ecg_r(ecg, ecg, fs, helper);
+}
+
+ClassifiedBeats analyze_ecg_r(std::span<const double> input, std::span<double> ecg, double fs,
+                              HelperThread& helper) {
+  const auto n = static_cast<std::ptrdiff_t>(input.size());
+  if (n == 0 || ecg.size() != input.size()) return unusable();
 
   // Phase 1: median-centred raw signal, baseline removed with a 0.2 s mean.
   // The median-centred signal is kept apart (raw); ecg becomes the
-  // baseline-free signal, every sample of it overwritten.
-  const double med = median(ecg);
-  PooledSamples raw(PooledSamples::Overwritten{ecg.size()});
-  for (std::size_t k = 0; k < ecg.size(); ++k) (*raw)[k] = ecg[k] - med;
+  // baseline-free signal, every sample of it written after the samples were
+  // last read (so the two may be one array).
+  const double med = median(input);
+  PooledSamples raw(PooledSamples::Overwritten{input.size()});
+  for (std::size_t k = 0; k < input.size(); ++k) (*raw)[k] = input[k] - med;
   subtract_moving_average(*raw, ecg, fs / kBaselineSpanDivisor);
   const std::size_t distinctRaw = count_distinct_up_to(*raw, kMinDistinctInSignal);
 

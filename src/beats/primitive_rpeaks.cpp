@@ -185,6 +185,10 @@ std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {
     const double peak = f[static_cast<std::size_t>(here - 1)];
     const int64_t left = std::max<int64_t>(1, here - w);
     const int64_t right = std::min(here + w, last);
+    // Most candidates lie on the rising or falling edge of a wave and are
+    // beaten by a neighbouring sample: settled without scanning the window.
+    if (here < right && f[static_cast<std::size_t>(here)] >= peak) return false;
+    if (left < here && f[static_cast<std::size_t>(here - 2)] >= peak) return false;
     const bool beatenBefore = left < here && any_at_least(f, static_cast<std::size_t>(left - 1),
                                                           static_cast<std::size_t>(here - 2), peak);
     return !beatenBefore && !(here < right && any_at_least(f, static_cast<std::size_t>(here),

@@ -845,7 +845,8 @@ std::vector<double> sorted_positive_union(const Classes& c) {
 // missed beats is filled one beat per pass; a pass that adds nothing new ends
 // it.
 bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<double>& tmplRow,
-                    std::span<const double> ecg, std::span<const double> raw, double fs, std::ptrdiff_t h) {
+                    std::span<const double> ecg, std::span<const double> raw, double fs, std::ptrdiff_t h,
+                    HelperThread& helper) {
   const std::vector<double> p = sorted_positive_union(classes);
   if (p.size() < 2) return false;
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
@@ -857,12 +858,14 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
   }
   const double amplitudeRange = kLookBackRangeOfTemplate * (tmplHi - tmplLo);
   const std::size_t lags = static_cast<std::size_t>(4 * h);
-  std::vector<double> corr(lags);
-  bool added = false;
-  for (std::size_t j = 1; j + 1 < p.size(); ++j) {
+
+  // The beat found in the gap after p[j], or 0 for none. It depends on the
+  // positions of the pass's start only, so the gaps are shared between the
+  // threads; the beats found go into the class-1 list in gap order after.
+  const auto beat_in_gap = [&](std::size_t j, std::vector<double>& corr) {
     const double gap = p[j + 1] - p[j];
     const double previous = p[j] - p[j - 1];
-    if (!(gap > kGapRatio * previous && gap > kMinGapSeconds * fs)) continue;
+    if (!(gap > kGapRatio * previous && gap > kMinGapSeconds * fs)) return 0.0;
     const double expected = std::ceil(2.0 * p[j] - p[j - 1]);
     const double scanStart = expected - static_cast<double>(2 * h);
     // Lags whose window lies inside the signal form one run [inside, past).
@@ -870,7 +873,7 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
       const double s = scanStart + static_cast<double>(lag);
       return s - static_cast<double>(h) >= 1.0 && s + static_cast<double>(h) <= static_cast<double>(n);
     };
-    std::fill(corr.begin(), corr.end(), 0.0);
+    corr.assign(lags, 0.0);
     std::size_t inside = 0;
     while (inside < lags && !window_inside(inside)) ++inside;
     std::size_t past = inside;
@@ -890,15 +893,25 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
       return (x(centreAt) - mean) / amplitudeRange;
     };
     const LocalPeak best = find_local_peak(corr);
-    if (is_inf(best.place)) continue;
+    if (is_inf(best.place)) return 0.0;
     const auto k = static_cast<std::size_t>(best.place);
     if (!(best.value > kLookBackCorrelation && std::fabs(relative_at(k - 1) - 1.0) < kLookBackAmplitudeTolerance)) {
-      continue;
+      return 0.0;
     }
     const double candidate = best.place + scanStart - 1.0;
     const double refined = refine_on_local_maximum(r, n, candidate, kLookBackRefineHalf);
-    if (!(refined > 0.0) || std::binary_search(p.begin(), p.end(), refined)) continue;
-    classes.normal.insert(std::upper_bound(classes.normal.begin(), classes.normal.end(), refined), refined);
+    if (!(refined > 0.0) || std::binary_search(p.begin(), p.end(), refined)) return 0.0;
+    return refined;
+  };
+  std::vector<double> found(p.size(), 0.0);
+  helper.for_each_shared(p.size() - 1, kMinBeatsForTwoThreads, [&](std::size_t first, std::size_t past) {
+    std::vector<double> corr;
+    for (std::size_t j = std::max<std::size_t>(first, 1); j < past; ++j) found[j] = beat_in_gap(j, corr);
+  });
+  bool added = false;
+  for (double beat : found) {
+    if (!(beat > 0.0)) continue;
+    classes.normal.insert(std::upper_bound(classes.normal.begin(), classes.normal.end(), beat), beat);
     added = true;
   }
   return added;
@@ -1024,7 +1037,7 @@ ClassifiedBeats analyze_ecg_r(std::span<const double> input, std::span<double> e
   const Centred tmpl = centre(tmplRow);
   Classes classes = classify_beats(seg, tmpl, ecg, *raw, fs, h, helper);
   for (int pass = 0; pass < kMaxLookBackPasses; ++pass) {
-    if (!look_back_once(classes, tmpl, tmplRow, ecg, *raw, fs, h)) break;
+    if (!look_back_once(classes, tmpl, tmplRow, ecg, *raw, fs, h, helper)) break;
   }
 
   // Phase 10.

@@ -724,10 +724,11 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
                                              HelperThread& helper) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const auto width = static_cast<std::size_t>(2 * h + 1);
-  std::vector<std::vector<double>> rows(seg.peak.size(), std::vector<double>(width, 0.0));
+  std::vector<std::vector<double>> rows(seg.peak.size());
   const auto fill_rows = [&](std::size_t first, std::size_t past) {
     std::vector<std::size_t> beats, starts;
     for (std::size_t i = first; i < past; ++i) {
+      rows[i].assign(width, 0.0);  // taken by the thread that fills it
       const auto p = static_cast<std::ptrdiff_t>(seg.peak[i]);
       if (!(p - h > 0 && p + h <= n)) continue;
       beats.push_back(i);

@@ -487,13 +487,14 @@ ZYN_WIDEST_VECTORS int64_t sign_steps_about(std::span<const double> x, double me
 // the whole signal's smoothing read in place (a context is about 4 s, and
 // copying every one of them cost as much as their sums), and the recomputed
 // tail. Recomputed samples go to `work`, scratch space reused across calls.
+// The first piece is never empty.
 using ContextPieces = std::array<std::span<const double>, 3>;
 
 ContextPieces smooth_context(std::span<const double> context, std::span<const double> smoothedContext, double fs,
                              std::vector<double>& work) {
   const std::size_t len = context.size();
   const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
-  if (!smoothedContext.empty() && half <= kDirectSumHalfWidth && len >= 2) {
+  if (!smoothedContext.empty() && half >= 1 && half <= kDirectSumHalfWidth && len >= 2) {
     const std::size_t head = std::min(half, len);
     const std::size_t tail = std::max(head, len - head);  // where the recomputed tail starts
     work.resize(head + len - tail);
@@ -535,36 +536,27 @@ double crossing_rate(const ContextPieces& smoothed, double total) {
   return static_cast<double>(sign_steps_across(smoothed, mean)) / (len - 1.0);
 }
 
-// Sums of Count non-empty series, each in its own order from its first
-// element. A sum is a serial chain of additions; the Count chains advance
-// side by side through the middle pieces, so the processor overlaps them
-// instead of waiting on each addition in turn.
+// Sums of Count series, each in its own order from its first element (the
+// first piece is never empty). A sum is a serial chain of additions; the
+// Count chains advance side by side through the middle pieces, so the
+// processor overlaps them instead of waiting on each addition in turn.
 template <std::size_t Count>
 std::array<double, Count> ordered_sums(const std::array<ContextPieces, Count>& xs) {
   std::array<double, Count> totals{};
-  std::array<bool, Count> started{};
-  const auto add_in_turn = [&](std::size_t r, std::span<const double> piece) {
-    for (double v : piece) {
-      totals[r] = started[r] ? totals[r] + v : v;
-      started[r] = true;
-    }
+  const auto add_in_turn = [&totals](std::size_t r, std::span<const double> piece) {
+    for (double v : piece) totals[r] += v;
   };
-  std::array<std::span<const double>, Count> middles;
   std::size_t common = std::numeric_limits<std::size_t>::max();
   for (std::size_t r = 0; r < Count; ++r) {
-    add_in_turn(r, xs[r][0]);
-    middles[r] = xs[r][1];
-    if (!started[r] && !middles[r].empty()) {
-      add_in_turn(r, middles[r].first(1));
-      middles[r] = middles[r].subspan(1);
-    }
-    common = std::min(common, middles[r].size());
+    totals[r] = xs[r][0][0];
+    add_in_turn(r, xs[r][0].subspan(1));
+    common = std::min(common, xs[r][1].size());
   }
   for (std::size_t k = 0; k < common; ++k) {
-    for (std::size_t r = 0; r < Count; ++r) totals[r] += middles[r][k];
+    for (std::size_t r = 0; r < Count; ++r) totals[r] += xs[r][1][k];
   }
   for (std::size_t r = 0; r < Count; ++r) {
-    add_in_turn(r, middles[r].subspan(common));
+    add_in_turn(r, xs[r][1].subspan(common));
     add_in_turn(r, xs[r][2]);
   }
   return totals;

@@ -116,6 +116,10 @@ Selected select_by_ranks(std::span<const double> x, std::size_t k) {
   return s;
 }
 
+bool holds_nan(std::span<const double> x) {
+  return std::any_of(x.begin(), x.end(), [](double v) { return std::isnan(v); });
+}
+
 // Elements of x below low, and within [low, high].
 struct BracketCounts {
   std::size_t below;
@@ -146,7 +150,7 @@ Selected select_in_order(std::span<const double> x, std::size_t k) {
     return select_in_part(work, k);
   };
   if (n <= kShortInput) {  // a beat-sized window
-    if (std::none_of(x.begin(), x.end(), [](double v) { return std::isnan(v); })) return select_by_ranks(x, k);
+    if (!holds_nan(x)) return select_by_ranks(x, k);
     std::array<double, kShortInput> work{};
     std::copy(x.begin(), x.end(), work.begin());
     return select_in_part(std::span<double>(work.data(), n), k);
@@ -366,10 +370,6 @@ const Network& middle_selection_network(std::size_t width) {
     return all;
   }();
   return networks[width];
-}
-
-bool holds_nan(std::span<const double> x) {
-  return std::any_of(x.begin(), x.end(), [](double v) { return std::isnan(v); });
 }
 
 }  // namespace

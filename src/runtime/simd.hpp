@@ -13,6 +13,9 @@
 // crashes there.
 #if defined(__x86_64__) && defined(__ELF__) && !defined(ZYN_SINGLE_VARIANT)
 #define ZYN_WIDEST_VECTORS __attribute__((target_clones("avx512f", "avx2", "default")))
+// Set where a loop may also be written with AVX-512 instructions that no
+// vectoriser emits (compressing stores), chosen at run time.
+#define ZYN_AVX512_VARIANTS 1
 #else
 #define ZYN_WIDEST_VECTORS
 #endif

@@ -15,6 +15,7 @@
 #include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
+#include "toolbox/search_sort.hpp"
 #include "zynecgsolver/beats.h"
 
 namespace zyn::beats {
@@ -115,13 +116,6 @@ double running_max(std::span<const double> f) {
   return m;
 }
 
-// Number of samples above the threshold.
-ZYN_WIDEST_VECTORS std::size_t count_above(std::span<const double> f, double threshold) {
-  std::size_t count = 0;
-  for (double v : f) count += static_cast<std::size_t>(v > threshold);
-  return count;
-}
-
 // True when a sample of f[from .. to] (0-based, inclusive) is at least v.
 ZYN_WIDEST_VECTORS bool any_at_least(std::span<const double> f, std::size_t from, std::size_t to, double v) {
   bool found = false;
@@ -161,16 +155,8 @@ std::vector<double> pick_coarse_peaks(std::span<const double> f, double fs) {
   if (n == 0) return {};
   // Candidates: every sample above 0.3 of the filtered maximum (1-based).
   const double threshold = kThresholdOfMaximum * running_max(f);
-  // Counted first, so that the list is sized to the candidates (a few per
-  // cent of the samples); every sample is then written at the next free
-  // place, which only advances past a candidate.
-  std::vector<int64_t> idx(count_above(f, threshold) + 1);
-  std::size_t count_k = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    idx[count_k] = static_cast<int64_t>(i) + 1;
-    count_k += static_cast<std::size_t>(f[i] > threshold);
-  }
-  idx.resize(count_k);
+  const std::vector<int64_t> idx = positions_above(f, threshold);
+  const std::size_t count_k = idx.size();
   std::vector<double> rpeaks(count_k, 0.0);
   if (count_k == 0) return rpeaks;
 

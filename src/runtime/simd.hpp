@@ -24,6 +24,14 @@
 
 namespace zyn {
 
+#if defined(ZYN_AVX512_VARIANTS)
+// True when the processor runs AVX-512 Foundation instructions.
+inline bool processor_has_avx512() {
+  static const bool has = __builtin_cpu_supports("avx512f");
+  return has;
+}
+#endif
+
 // Eight doubles worked on as one value: one register on AVX-512, two or four
 // elsewhere. Lane-wise arithmetic is the scalar IEEE arithmetic in each lane.
 using EightDoubles = double __attribute__((vector_size(8 * sizeof(double))));

@@ -174,8 +174,7 @@ __attribute__((target("avx512f"))) std::size_t keep_in_bracket_compressed(std::s
 // store; a compressing store keeps the inside ones of 8 samples at once.
 std::size_t keep_in_bracket(std::span<const double> x, double low, double high, double* out) {
 #if defined(ZYN_AVX512_VARIANTS)
-  static const bool compressing = __builtin_cpu_supports("avx512f");
-  if (compressing) return keep_in_bracket_compressed(x, low, high, out);
+  if (processor_has_avx512()) return keep_in_bracket_compressed(x, low, high, out);
 #endif
   return keep_in_bracket_one_by_one(x, low, high, out);
 }

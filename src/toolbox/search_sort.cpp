@@ -1,4 +1,4 @@
-// Finding true elements of masks, integer ranges and the stable ascending sort.
+// Finding true elements of masks and samples above a threshold, integer ranges and the stable ascending sort.
 //
 // Unit-free vector routines; every position is 1-based. The sort order puts
 // NaN after every number; this is a real NaN test (unlike the deliberate
@@ -14,11 +14,55 @@
 #include <numeric>
 #include <utility>
 
+#include "runtime/simd.hpp"
+
+#if defined(ZYN_AVX512_VARIANTS)
+#include <immintrin.h>
+#endif
+
 namespace zyn {
 
 namespace {
 
 int32_t one_based(std::size_t zeroBased) { return static_cast<int32_t>(zeroBased + 1); }
+
+ZYN_WIDEST_VECTORS std::size_t count_above(std::span<const double> x, double threshold) {
+  std::size_t count = 0;
+  for (double v : x) count += static_cast<std::size_t>(v > threshold);
+  return count;
+}
+
+// Positions (1-based, from `first` on) of the elements of x above threshold,
+// written in order to out; returns how many. Each position is written at the
+// next free place, which only advances past an element above, so out needs
+// room for the count plus a vector of 8 (AVX-512 stores whole vectors of the
+// compressed positions).
+std::size_t write_positions_above(std::span<const double> x, double threshold, int64_t first, int64_t* out) {
+  std::size_t count = 0;
+  for (std::size_t k = 0; k < x.size(); ++k) {
+    out[count] = first + static_cast<int64_t>(k);
+    count += static_cast<std::size_t>(x[k] > threshold);
+  }
+  return count;
+}
+
+#if defined(ZYN_AVX512_VARIANTS)
+__attribute__((target("avx512f"))) std::size_t compress_positions_above(std::span<const double> x, double threshold,
+                                                                        int64_t* out) {
+  const __m512d level = _mm512_set1_pd(threshold);
+  const __m512i eight = _mm512_set1_epi64(8);
+  __m512i positions = _mm512_set_epi64(8, 7, 6, 5, 4, 3, 2, 1);
+  std::size_t count = 0, k = 0;
+  for (; k + 8 <= x.size(); k += 8) {
+    // Ordered comparison: false for a NaN, as v > threshold is.
+    const __mmask8 above = _mm512_cmp_pd_mask(_mm512_loadu_pd(x.data() + k), level, _CMP_GT_OQ);
+    _mm512_storeu_si512(out + count, _mm512_maskz_compress_epi64(above, positions));
+    count += static_cast<std::size_t>(__builtin_popcount(above));
+    positions = _mm512_add_epi64(positions, eight);
+  }
+  return count + write_positions_above(x.subspan(k), threshold, static_cast<int64_t>(k) + 1, out + count);
+}
+#endif
 
 }  // namespace
 
@@ -27,6 +71,20 @@ std::vector<int32_t> true_positions(std::span<const unsigned char> mask) {
   for (std::size_t k = 0; k < mask.size(); ++k) {
     if (mask[k] != 0) positions.push_back(one_based(k));
   }
+  return positions;
+}
+
+std::vector<int64_t> positions_above(std::span<const double> x, double threshold) {
+  // Counted first, so that the list is sized to the few elements above; a
+  // compressing store then keeps the positions of those among 8 at once.
+  std::vector<int64_t> positions(count_above(x, threshold) + 8);
+#if defined(ZYN_AVX512_VARIANTS)
+  if (processor_has_avx512()) {
+    positions.resize(compress_positions_above(x, threshold, positions.data()));
+    return positions;
+  }
+#endif
+  positions.resize(write_positions_above(x, threshold, 1, positions.data()));
   return positions;
 }
 

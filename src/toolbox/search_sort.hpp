@@ -1,4 +1,4 @@
-// Finding true elements of masks, integer ranges and the stable ascending sort.
+// Finding true elements of masks and samples above a threshold, integer ranges and the stable ascending sort.
 //
 // These routines carry no units: they work on sample positions, intervals or
 // amplitudes alike. Every position they return is 1-based (position 1 is the
@@ -16,6 +16,10 @@ namespace zyn {
 
 // 1-based positions of the true (non-zero) elements of a mask, ascending.
 std::vector<int32_t> true_positions(std::span<const unsigned char> mask);
+
+// 1-based positions of the elements of x above threshold (never a NaN),
+// ascending.
+std::vector<int64_t> positions_above(std::span<const double> x, double threshold);
 
 // 1-based position of the first / last true element; empty when none is true.
 std::optional<int32_t> first_true_position(std::span<const unsigned char> mask);

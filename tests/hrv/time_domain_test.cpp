@@ -20,21 +20,21 @@ Record stats(const V& t, const V& rr, const std::string& flags, int32_t* segment
   return out;
 }
 
-TEST(NNStatistics, AnIntervalIsNNOnlyAfterANormalBeatAndNeverFirst) {
-  const Record r = stats({0, 1, 2, 3, 4}, {0.8, 1.0, 1.2, 0.9, 1.1}, "NNVNN");
+// An interval is NN only after a normal beat and never first; pNN50 counts
+// successive differences strictly above 50 ms.
+TEST(NNStatistics, NNIntervalsAndTheFiftyMillisecondThreshold) {
+  Record r = stats({0, 1, 2, 3, 4}, {0.8, 1.0, 1.2, 0.9, 1.1}, "NNVNN");
   EXPECT_DOUBLE_EQ(r[kNnRatio], 2.0 / 5.0);  // intervals 2 and 5
   EXPECT_DOUBLE_EQ(r[kAvnn], 1.05);
-  EXPECT_NEAR(r[kSdnn], 0.05 * M_SQRT2, 1e-12);  // sample sd of {1.0, 1.1}
+  EXPECT_NEAR(r[kSdnn], 0.05 * M_SQRT2, 1e-12);                 // sample sd of {1.0, 1.1}
   EXPECT_TRUE(std::isnan(r[kRmssd]) && std::isnan(r[kPnn50]));  // no two NN in a row
-}
-
-TEST(NNStatistics, SuccessiveDifferencesAndTheFiftyMillisecondThreshold) {
   // Differences 0.05 (not above the threshold), 0.0500001 and -0.2.
-  const Record r = stats({0, 1, 2, 3, 4}, {1.0, 0.75, 0.8, 0.8500001, 0.6500001}, "NNNNN");
+  r = stats({0, 1, 2, 3, 4}, {1.0, 0.75, 0.8, 0.8500001, 0.6500001}, "NNNNN");
   EXPECT_DOUBLE_EQ(r[kPnn50], 2.0 / 3.0);
-  const double d1 = 0.8 - 0.75, d2 = 0.8500001 - 0.8, d3 = 0.6500001 - 0.8500001;
-  EXPECT_DOUBLE_EQ(r[kRmssd], std::sqrt((d1 * d1 + d2 * d2 + d3 * d3) / 3.0));
-  EXPECT_EQ(stats({0, 1, 2}, {1.0, 1.0, 1.05}, "NNN")[kPnn50], 0.0);  // 0.05000000000000004
+  EXPECT_NEAR(r[kRmssd], std::sqrt((0.0025 + 0.0025 + 0.04) / 3.0), 1e-7);
+  // A difference of exactly the threshold, kPnn50ThresholdSeconds, is not above it.
+  EXPECT_EQ(stats({0, 1, 2}, {1.0, 0.04, 0.0900000001}, "NNN")[kPnn50], 0.0);
+  EXPECT_EQ(0.0900000001 - 0.04, kPnn50ThresholdSeconds);
 }
 
 TEST(NNStatistics, SegmentBoundariesAtExactly300Seconds) {

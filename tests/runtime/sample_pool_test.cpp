@@ -14,28 +14,24 @@ namespace {
 
 constexpr std::size_t kTenMinutesAt200Hz = 120000;
 
-TEST(PooledSamples, ReusedArraysComeBackZeroedOrCopied) {
+// A zeroed array reuses the spare an analysis left behind and clears it;
+// arrays their user overwrites come back with the asked length, and reserved
+// ones empty with the room asked for, both from the pool.
+TEST(PooledSamples, ReusedArraysComeBackZeroedCopiedOrAsAsked) {
   const double* first = nullptr;
   {
     zyn::PooledSamples scratch(kTenMinutesAt200Hz);
     first = scratch->data();
     std::fill(scratch->begin(), scratch->end(), 7.5);  // what an analysis leaves behind
   }
-  zyn::PooledSamples again(kTenMinutesAt200Hz - 1);
-  EXPECT_EQ(again->data(), first);  // the same memory, not a fresh allocation
-  EXPECT_EQ(again->size(), kTenMinutesAt200Hz - 1);
-  EXPECT_TRUE(std::all_of(again->begin(), again->end(), [](double v) { return v == 0.0; }));
-  const std::vector<double> source(kTenMinutesAt200Hz, 3.25);
   {
-    const zyn::PooledSamples copy(source);
-    EXPECT_EQ(*copy, source);
+    zyn::PooledSamples again(kTenMinutesAt200Hz - 1);
+    EXPECT_EQ(again->data(), first);  // the same memory, not a fresh allocation
+    EXPECT_EQ(again->size(), kTenMinutesAt200Hz - 1);
+    EXPECT_TRUE(std::all_of(again->begin(), again->end(), [](double v) { return v == 0.0; }));
+    const std::vector<double> source(kTenMinutesAt200Hz, 3.25);
+    EXPECT_EQ(*zyn::PooledSamples(source), source);
   }
-}
-
-// Arrays their user overwrites come back with the asked length, and
-// reserved ones empty with the room asked for, both from the pool.
-TEST(PooledSamples, OverwrittenAndReservedArraysComeFromThePool) {
-  { const zyn::PooledSamples warm(kTenMinutesAt200Hz); }  // a spare of that size
   const std::size_t held = zyn::pooled_bytes_of_this_thread();
   {
     const zyn::PooledSamples overwritten(zyn::PooledSamples::Overwritten{kTenMinutesAt200Hz - 5});
@@ -44,12 +40,10 @@ TEST(PooledSamples, OverwrittenAndReservedArraysComeFromThePool) {
     const zyn::PooledSamples longer(zyn::PooledSamples::Overwritten{4 * kTenMinutesAt200Hz});  // beyond any spare
     EXPECT_EQ(longer->size(), 4 * kTenMinutesAt200Hz);
   }
-  {
-    const zyn::PooledSamples reserved(zyn::PooledSamples::Room{kTenMinutesAt200Hz});
-    EXPECT_LT(zyn::pooled_bytes_of_this_thread(), held + 4 * kTenMinutesAt200Hz * sizeof(double));
-    EXPECT_TRUE(reserved->empty());
-    EXPECT_GE(reserved->capacity(), kTenMinutesAt200Hz);
-  }
+  const zyn::PooledSamples reserved(zyn::PooledSamples::Room{kTenMinutesAt200Hz});
+  EXPECT_LT(zyn::pooled_bytes_of_this_thread(), held + 4 * kTenMinutesAt200Hz * sizeof(double));
+  EXPECT_TRUE(reserved->empty());
+  EXPECT_GE(reserved->capacity(), kTenMinutesAt200Hz);
 }
 
 TEST(PooledSamples, PoolStaysBoundedAndPerThread) {

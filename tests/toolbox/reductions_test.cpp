@@ -64,13 +64,11 @@ TEST(Extremes, ScalarPairsReturnTheFirstOnTiesAndTheSecondBesideNaN) {
   EXPECT_TRUE(std::isnan(m_c_max(3.0, kNaN)));
   EXPECT_EQ(m_c_min(kNaN, 3.0), 3.0);
   EXPECT_TRUE(std::isnan(m_c_min(3.0, kNaN)));
-  const double pair[2] = {5.0, 1.0};
-  EXPECT_EQ(m_e_min(pair), 1.0);
   // The running maximum takes a NaN over and the next element displaces it.
   EXPECT_EQ(zyn::max_value(V{1.0, kNaN, 0.5}), 0.5);
 }
 
-TEST(Sums, EmptyInputAndShapes) {
+TEST(SumsAndMoments, EmptyInputShapesAndSmallSamples) {
   EXPECT_EQ(m_sum(column_of({}).get()), 0.0);
   EXPECT_EQ(m_d_sum(row_of({1, 2, 3.5}).get()), 6.5);
   EXPECT_TRUE(std::signbit(zyn::sum(V{-0.0})));
@@ -83,14 +81,17 @@ TEST(Sums, EmptyInputAndShapes) {
   EXPECT_FALSE(m_all(flags.get()));
   zyn::resize(flags.get(), {0, 1});
   EXPECT_TRUE(m_all(flags.get()));
+  EXPECT_EQ(m_var(column_of({5}).get()), 0.0);
+  EXPECT_EQ(m_var(column_of({1, 2, 3, 4}).get()), 1.6666666666666667);
+  EXPECT_TRUE(std::isnan(m_var(column_of({}).get())));
+  EXPECT_EQ(m_std(column_of({2, 4, 4, 4, 5, 5, 7, 9}).get()), std::sqrt(32.0 / 7.0));
 }
 
-TEST(Median, KnownAnswers) {
+// Infinities and magnitudes near the overflow limit, which the seeded
+// comparison below never draws; NaN sorts last.
+TEST(Median, KnownAnswersOfExtremeValues) {
   const std::pair<V, double> cases[] = {
-      {{4, 1, 3, 2}, 2.5}, {{-1, 5}, 2.0}, {{9, 1, 5, 5, 2}, 5.0}, {{-kInf, 3}, -kInf},
-      {{1e308, 1.5e308}, 1.25e308}, {{-1e308, -1.5e308}, -1.25e308},  // no overflow
-      {{kNaN, 2, 1}, 2.0},  // NaN sorts last, so it is the median only when it reaches the middle
-  };
+      {{-kInf, 3}, -kInf}, {{1e308, 1.5e308}, 1.25e308}, {{-1e308, -1.5e308}, -1.25e308}, {{kNaN, 2, 1}, 2.0}};
   for (const auto& [x, median] : cases) EXPECT_EQ(m_median(column_of(x).get()), median) << x[0];
   EXPECT_EQ(m_b_median(row_of({9, 1, 5, 5, 2}).get()), 5.0);
   EXPECT_TRUE(std::isnan(m_median(column_of({}).get())));
@@ -157,13 +158,6 @@ TEST(WindowMedians, EqualTheMedianOfEachWindowBitForBit) {
   }
 }
 
-TEST(Variance, SmallSamples) {
-  EXPECT_EQ(m_var(column_of({5}).get()), 0.0);
-  EXPECT_EQ(m_var(column_of({1, 2, 3, 4}).get()), 1.6666666666666667);
-  EXPECT_TRUE(std::isnan(m_var(column_of({}).get())));
-  EXPECT_EQ(m_std(column_of({2, 4, 4, 4, 5, 5, 7, 9}).get()), std::sqrt(32.0 / 7.0));
-}
-
 TEST(Differences, LengthRulesOfBothOrientations) {
   EXPECT_EQ(call(m_diff, column_of({}).get()), (Out{{0, 1}, {}}));
   EXPECT_EQ(call(m_diff, column_of({4}).get()), (Out{{0, 0}, {}}));
@@ -177,22 +171,15 @@ TEST(Differences, LengthRulesOfBothOrientations) {
   for (int k = 0; k < 16; ++k) EXPECT_EQ(y16[k], 2 * k + 1);
 }
 
-TEST(Division, RowByScalarMultipliesByTheReciprocal) {
-  // 49 * (1 / 49), not 49 / 49.
+// Division by a scalar multiplies by its reciprocal: 49 * (1 / 49), not 49 / 49.
+TEST(Elementwise, DivisionRemainderAndAbsoluteValues) {
   EXPECT_EQ(call(m_c_rdivide, row_of({49, 98, 7}).get(), 49.0),
             (Out{{1, 3}, {0.9999999999999999, 98.0 * (1.0 / 49.0), 7.0 * (1.0 / 49.0)}}));
   EXPECT_EQ(call(m_b_mrdivide, row_of({49}).get(), 49.0).values, V{0.9999999999999999});
   const Out q = call(m_b_rdivide, column_of({49, 1, 0}).get(), column_of({49, 0, 0}).get());
   EXPECT_EQ(q.shape, (Shape{3, 1}));
-  EXPECT_EQ(q.values[0], 1.0);
-  EXPECT_EQ(q.values[1], kInf);
-  EXPECT_TRUE(std::isnan(q.values[2]));
+  EXPECT_TRUE(q.values[0] == 1.0 && q.values[1] == kInf && std::isnan(q.values[2]));
   EXPECT_EQ(m_mrdivide(-1.0, 0.0), -kInf);
-}
-
-TEST(Elementwise, PowersRemainderAndAbsoluteValues) {
-  EXPECT_EQ(m_mpower(-3.0), 9.0);
-  EXPECT_EQ(call(m_c_power, column_of({-2, 3}).get()).values, (V{-8, 27}));
   EXPECT_EQ(call(m_mod, row_of({-3, 2.5, 4, 7, -2.5}).get()), (Out{{1, 5}, {1, 0.5, 0, 1, 1.5}}));
   const Out a = call(m_abs, real_array(2, 2, {-1, 2, -0.0, -4}).get());
   EXPECT_EQ(a, (Out{{2, 2}, {1, 2, 0, 4}}));
@@ -201,7 +188,6 @@ TEST(Elementwise, PowersRemainderAndAbsoluteValues) {
 
 TEST(Shapes, LengthsEqualityAndFills) {
   EXPECT_EQ(m_length(real_array(0, 5, {}).get()), 0.0);
-  EXPECT_EQ(m_length(column_of({1, 2, 3}).get()), 3.0);
   EXPECT_EQ(m_b_length(real_array(3, 7, V(21)).get()), 7.0);
   EXPECT_TRUE(m_isequal(row_of({1, kNaN}).get(), row_of({1, kNaN}).get()));
   EXPECT_FALSE(m_isequal(row_of({1, 2}).get(), row_of({1, 3}).get()));

@@ -107,7 +107,7 @@ double median_by_sorting(V v) {
   return (lo + hi) / 2;
 }
 
-// Short inputs of both parities, and long ones that take the sampled bracket;
+// Short inputs of both parities, and long ones that take one or more sampled brackets;
 // uneven ones (sorted, heavy ties, NaN, signed zeros, a bracket that misses)
 // must give the same bits, and the input is not reordered.
 TEST(Median, EqualsTheMiddleOfASortedCopyBitForBit) {
@@ -115,7 +115,7 @@ TEST(Median, EqualsTheMiddleOfASortedCopyBitForBit) {
   std::normal_distribution<double> normal(0.0, 1e3);
   std::uniform_int_distribution<int> tie(-3, 3);
   for (int shape = 0; shape < 6; ++shape) {
-    for (std::size_t n : {1u, 2u, 3u, 8u, 13u, 60u, 61u, 16384u, 20001u, 119936u}) {
+    for (std::size_t n : {1u, 2u, 3u, 8u, 13u, 60u, 61u, 2048u, 5001u, 16384u, 119936u}) {
       std::vector<double> x(n);
       for (std::size_t i = 0; i < n; ++i) {
         switch (shape) {

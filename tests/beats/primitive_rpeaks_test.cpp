@@ -8,13 +8,15 @@
 #include <vector>
 
 #include "beats/primitive_rpeaks.hpp"
+#include "common/records.hpp"
 #include "runtime/emx.hpp"
 #include "zynecgsolver/beats.h"
 #include "zynecgsolver/emxarray.h"
 
 using namespace zyn::beats;
+using namespace zyn::testing;
 
-TEST(BandPass, MatchesItsDifferenceEquationFromRest) {
+TEST(BandPass, MatchesItsDifferenceEquationFromRestAndStartsFromTheGivenState) {
   const std::array<double, 5> b = {0.067455273889072, 0.0, -0.134910547778145, 0.0, 0.067455273889072};
   const std::array<double, 5> a = {1.0, -2.673578905120266, 2.992361804127894, -1.67457731463526,
                                    0.412801598096188};
@@ -29,19 +31,14 @@ TEST(BandPass, MatchesItsDifferenceEquationFromRest) {
     for (std::size_t i = 1; i <= 4 && i <= k; ++i) expected -= a[i] * y[k - i];
     ASSERT_NEAR(y[k], expected, 1e-12) << "sample " << k;
   }
-}
-
-TEST(BandPass, CAdapterStartsFromTheGivenStateAndKeepsTheLength) {
-  std::vector<double> x = {0.0, 0.0, 0.0};
-  auto in = zyn::make_record<emxArray_real_T>(1), out = zyn::make_record<emxArray_real_T>(1);
-  zyn::assign_column(in.get(), x);
+  // The C adapter on silence from the state z: y1 = z1, y2 = z2 - a1 y1; an empty input only resizes.
   const double zi[4] = {1.0, 2.0, 3.0, 4.0};
+  auto in = column_of({0.0, 0.0, 0.0}), out = empty_output();
   m_filter(in.get(), zi, out.get());
-  ASSERT_EQ(out->size[0], 3);
-  EXPECT_DOUBLE_EQ(out->data[0], 1.0);                        // y1 = z1
-  EXPECT_DOUBLE_EQ(out->data[1], 2.0 - (-2.673578905120266));  // y2 = z2 - a1 y1
-  zyn::assign_column(in.get(), std::vector<double>{});
-  m_filter(in.get(), zi, out.get());  // an empty input only resizes
+  ASSERT_EQ(shape(out), (std::vector<int32_t>{3, 1}));
+  EXPECT_DOUBLE_EQ(out->data[0], 1.0);
+  EXPECT_DOUBLE_EQ(out->data[1], 2.0 - a[1]);
+  m_filter(column_of({}).get(), zi, out.get());
   EXPECT_EQ(out->size[0], 0);
 }
 

@@ -11,16 +11,6 @@ namespace {
 
 using namespace testing;
 
-// The message of the InputError that analysing path throws ("" if none).
-std::string failure_of(const std::string& path, const FileOptions& options = {}) {
-  try {
-    analyse_file(path, options);
-  } catch (const InputError& e) {
-    return e.what();
-  }
-  return "";
-}
-
 FileOptions at_fs(double fs, Mode mode = Mode::Both) {
   FileOptions o;
   o.read.fsHz = fs;
@@ -67,7 +57,7 @@ TEST(BadInput, EachProblemIsNamedWithItsFile) {
        (dir / "rec.dat").string()},
   };
   for (const Case& c : cases) {
-    const std::string message = failure_of(c.path, c.options);
+    const std::string message = error_of<InputError>([&] { (void)analyse_file(c.path, c.options); });
     EXPECT_EQ(message.rfind(c.named + ": ", 0), 0u) << c.path << " -> " << message;
     EXPECT_NE(message.find(c.problem), std::string::npos) << c.path << " -> " << message;
   }

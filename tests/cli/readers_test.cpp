@@ -18,52 +18,43 @@ namespace {
 
 using namespace testing;
 
-ReadOptions with_fs(double fs) {
+ReadOptions with(std::optional<double> fs, const std::string& signal = "") {
   ReadOptions o;
   o.fsHz = fs;
+  o.signal = signal;
   return o;
 }
 
-TEST(WfdbReader, MitdbRecordGivesKnownSamplesInMillivolts) {
+TEST(WfdbReader, MitdbRecordGivesKnownSamplesInMillivoltsAndTheBundledExcerptMatchesIt) {
   ZYN_REQUIRE_MITDB();
-  const Recording mlii = read_recording((data_dir() / "mitdb" / "100.hea").string(), {});
-  EXPECT_EQ(mlii.format, "wfdb");
-  EXPECT_EQ(mlii.signalName, "MLII");
-  EXPECT_EQ(mlii.fsHz, 360.0);
+  const fs::path record = data_dir() / "mitdb" / "100";
+  const Recording mlii = read_recording(record.string() + ".hea", {});
+  EXPECT_EQ(std::tuple(mlii.format, mlii.signalName, mlii.fsHz), std::tuple("wfdb", "MLII", 360.0));
   ASSERT_EQ(mlii.samples.size(), 650000u);
   EXPECT_DOUBLE_EQ(mlii.samples[0], (995 - 1024) / 200.0);  // first value in the header
   EXPECT_DOUBLE_EQ(*mlii.fullScale, 1024 / 200.0);          // 11-bit range around 1024
+  // The second signal by name from the bare record name, and by number from the signal file's name.
+  EXPECT_DOUBLE_EQ(read_recording(record.string(), with({}, "V5")).samples[0], (1011 - 1024) / 200.0);
+  EXPECT_DOUBLE_EQ(read_recording(record.string() + ".dat", with({}, "1")).samples[0], (1011 - 1024) / 200.0);
 
-  ReadOptions v5;
-  v5.signal = "V5";
-  EXPECT_DOUBLE_EQ(read_recording((data_dir() / "mitdb" / "100").string(), v5).samples[0], (1011 - 1024) / 200.0);
-  v5.signal = "1";
-  EXPECT_DOUBLE_EQ(read_recording((data_dir() / "mitdb" / "100.dat").string(), v5).samples[0], (1011 - 1024) / 200.0);
-}
-
-TEST(Excerpt, BundledFilesMatchTheOriginalRecord) {
-  ZYN_REQUIRE_MITDB();
-  const auto bundled = source_dir() / "data";
-  const Recording excerpt = read_recording((bundled / "mitdb-100-excerpt.hea").string(), {});
-  const Recording original = read_recording((data_dir() / "mitdb" / "100.hea").string(), {});
+  // The bundled excerpt holds the record's first 600 s, its CSV copy the same at 200 Hz.
+  const Recording excerpt = read_recording((source_dir() / "data" / "mitdb-100-excerpt.hea").string(), {});
   ASSERT_EQ(excerpt.samples.size(), 216000u);
-  EXPECT_TRUE(std::equal(excerpt.samples.begin(), excerpt.samples.end(), original.samples.begin()));
-
-  const Recording csv = read_recording((bundled / "mitdb-100-excerpt-200hz.csv").string(), with_fs(200));
+  EXPECT_TRUE(std::equal(excerpt.samples.begin(), excerpt.samples.end(), mlii.samples.begin()));
+  const Recording csv = read_recording((source_dir() / "data" / "mitdb-100-excerpt-200hz.csv").string(), with(200));
   const auto at200 = at_analysis_rate(excerpt);
   ASSERT_EQ(csv.samples.size(), 120000u);
   ASSERT_EQ(at200.size(), csv.samples.size());
   for (std::size_t i = 0; i < at200.size(); i += 997) EXPECT_NEAR(csv.samples[i], at200[i], 1e-6) << i;
 }
 
-TEST(Excerpt, AnnotationEncodingRoundTripsLongGapsAndTexts) {
+TEST(Excerpt, AnnotationAndSampleEncodingRoundTripLongGapsAndTexts) {
   std::vector<wfdb::Annotation> in(4);
   in[0] = {18, 28, 0, 0, 0, "(N"};
   in[1] = {25, 1, 0, 0, 0, ""};
-  in[2] = {25 + 5000, 5, 0, 0, 0, ""};   // needs SKIP
-  in[3] = {25 + 5001, 14, -1, 1, 0, ""}; // signed subtype, channel change
-  const auto bytes = encode_annotations(in);
-  const auto out = wfdb::parse_annotations(bytes, "encoded");
+  in[2] = {25 + 5000, 5, 0, 0, 0, ""};    // needs SKIP
+  in[3] = {25 + 5001, 14, -1, 1, 0, ""};  // signed subtype, channel change
+  const auto out = wfdb::parse_annotations(encode_annotations(in), "encoded");
   ASSERT_EQ(out.size(), in.size());
   for (std::size_t i = 0; i < in.size(); ++i) {
     const auto& [o, e] = std::tie(out[i], in[i]);
@@ -76,12 +67,11 @@ TEST(Excerpt, AnnotationEncodingRoundTripsLongGapsAndTexts) {
 
 double ecg_mv(double t) { return 1.5 * std::sin(2 * M_PI * 1.3 * t); }
 
-// The file holds a respiration channel first, then an ECG sine in
-// microvolts, so that the reader must pick the ECG by its label; physical
-// range +-8192 uV over the 16-bit digital range.
+// An EDF+ file written with libedf: a respiration channel first, then an ECG
+// sine in microvolts, so that the reader must pick the ECG by its label;
+// physical range +-8192 uV over the 16-bit digital range.
 constexpr int kEdfRate = 250, kEdfSeconds = 12;
 
-// An EDF+ file written with libedf.
 void write_edf_plus(const std::string& path) {
   const int handle = edfopen_file_writeonly(path.c_str(), EDFLIB_FILETYPE_EDFPLUS, 2);
   ASSERT_GE(handle, 0);
@@ -107,49 +97,44 @@ TEST(EdfReader, EdfPlusFileRoundTripsInMillivolts) {
   const std::string path = (dir / "plus.edf").string();
   write_edf_plus(path);
   const Recording r = read_recording(path, {});
-  EXPECT_EQ(r.format, "edf");
-  EXPECT_EQ(r.signalName, "ECG II");
-  EXPECT_EQ(r.units, "mV");
-  EXPECT_DOUBLE_EQ(r.fsHz, kEdfRate);
+  EXPECT_EQ(std::tuple(r.format, r.signalName, r.units, r.fsHz), std::tuple("edf", "ECG II", "mV", kEdfRate));
   ASSERT_EQ(r.samples.size(), static_cast<std::size_t>(kEdfRate * kEdfSeconds));
   EXPECT_NEAR(*r.fullScale, 8.192, 1e-9);
   const double quantum = 16384.0 / 65535.0 / 1000.0;  // one digital step in mV
   for (std::size_t i = 0; i < r.samples.size(); i += 37)
     EXPECT_NEAR(r.samples[i], ecg_mv(static_cast<double>(i) / kEdfRate), quantum) << i;
-  ReadOptions resp;
-  resp.signal = "Resp";
-  EXPECT_NEAR(read_recording(path, resp).samples[100], 0.0, quantum);
+  EXPECT_NEAR(read_recording(path, with({}, "Resp")).samples[100], 0.0, quantum);
 }
 
 TEST(CsvReader, AcceptsTheCommonLayouts) {
-  const ReadOptions noFs;
-  // One column with a header, rate from --fs.
-  Recording r = parse_csv("ecg_mv\n0.1\n-0.2\n0.3\n", "a.csv", with_fs(200));
-  EXPECT_EQ(r.signalName, "ecg_mv");
-  EXPECT_EQ(r.samples, (std::vector<double>{0.1, -0.2, 0.3}));
-  // Time and value, comma, CRLF, no header: the rate comes from the times.
-  r = parse_csv("0.000,1\r\n0.004,2\r\n0.008,3\r\n0.012,4\r\n", "b.csv", noFs);
-  EXPECT_NEAR(r.fsHz, 250.0, 1e-9);
-  EXPECT_EQ(r.samples, (std::vector<double>{1, 2, 3, 4}));
-  // Semicolon, header, timestamps rounded to the millisecond at 360 Hz.
-  std::string text = "time;MLII;V5\n";
+  // Semicolons and a header; timestamps rounded to the millisecond at 360 Hz.
+  std::string at360 = "time;MLII;V5\n";
   for (int i = 0; i < 360; ++i)
-    text += std::to_string(std::round(i / 0.36) / 1000.0) + ";" + std::to_string(i) + ";" + std::to_string(-i) + "\n";
-  r = parse_csv(text, "c.csv", noFs);
-  EXPECT_NEAR(r.fsHz, 359.0 / (std::round(359 / 0.36) / 1000.0), 1e-9);
-  EXPECT_EQ(r.samples[5], 5.0);
-  ReadOptions v5;
-  v5.signal = "V5";
-  EXPECT_EQ(parse_csv(text, "c.csv", v5).samples[5], -5.0);
-  v5.signal = "2";
-  EXPECT_EQ(parse_csv(text, "c.csv", v5).samples[5], -5.0);
-  // Semicolons with decimal commas.
-  r = parse_csv("0;1,5\n0,5;-2,25\n", "e.csv", noFs);
-  EXPECT_EQ(r.samples, (std::vector<double>{1.5, -2.25}));
-  // Tab separated, plus signs and spaces.
-  r = parse_csv("t\tecg\n0\t +1.5\n0.5\t-2\n", "d.tsv", noFs);
-  EXPECT_DOUBLE_EQ(r.fsHz, 2.0);
-  EXPECT_EQ(r.samples, (std::vector<double>{1.5, -2.0}));
+    at360 += std::to_string(std::round(i / 0.36) / 1000.0) + ";" + std::to_string(i) + ";" + std::to_string(-i) + "\n";
+  const double fs360 = 359.0 / (std::round(359 / 0.36) / 1000.0);
+  const struct {
+    std::string text;
+    ReadOptions options;
+    std::string name;
+    double fs;
+    std::vector<double> first;
+  } cases[] = {
+      {"ecg_mv\n0.1\n-0.2\n0.3\n", with(200), "ecg_mv", 200.0, {0.1, -0.2, 0.3}},  // one column, rate from --fs
+      {"0.000,1\r\n0.004,2\r\n0.008,3\r\n0.012,4\r\n", {}, "column 1", 250.0, {1, 2, 3, 4}},  // no header, CRLF
+      {at360, {}, "MLII", fs360, {0, 1, 2}},
+      {at360, with({}, "V5"), "V5", fs360, {0, -1, -2}},
+      {at360, with({}, "2"), "V5", fs360, {0, -1, -2}},
+      {"0;1,5\n0,5;-2,25\n", {}, "column 1", 2.0, {1.5, -2.25}},         // decimal commas (here and below)
+      {"t\tecg\n0\t +1,5\n0,5\t-2\n", {}, "ecg", 2.0, {1.5, -2.0}},      // tabs, plus signs and spaces
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text.substr(0, 24));
+    const Recording r = parse_csv(c.text, "a.csv", c.options);
+    EXPECT_EQ(r.signalName, c.name);
+    EXPECT_NEAR(r.fsHz, c.fs, 1e-9);
+    ASSERT_GE(r.samples.size(), c.first.size());
+    EXPECT_EQ(std::vector<double>(r.samples.begin(), r.samples.begin() + std::ssize(c.first)), c.first);
+  }
 }
 
 TEST(RawReader, ReadsLittleEndianFloat64AndInt16) {
@@ -157,11 +142,10 @@ TEST(RawReader, ReadsLittleEndianFloat64AndInt16) {
   const std::vector<double> values = {0.25, -1.5, 3.0};
   std::string bytes(values.size() * 8, '\0');
   std::memcpy(bytes.data(), values.data(), bytes.size());  // the test machine is little-endian
-  Recording r = read_recording(write_text(dir / "x.f64", bytes), with_fs(500));
+  Recording r = read_recording(write_text(dir / "x.f64", bytes), with(500));
   EXPECT_EQ(r.samples, values);
   EXPECT_EQ(r.fsHz, 500.0);
-  const std::string shorts = {'\x01', '\x00', '\xff', '\xff', '\x00', '\x80'};
-  r = read_recording(write_text(dir / "x.i16", shorts), with_fs(200));
+  r = read_recording(write_text(dir / "x.i16", std::string("\x01\x00\xff\xff\x00\x80", 6)), with(200));
   EXPECT_EQ(r.samples, (std::vector<double>{1, -1, -32768}));
   EXPECT_EQ(*r.fullScale, 32768.0);
 }

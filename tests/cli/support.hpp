@@ -1,4 +1,4 @@
-// Helpers of the command-line tool's tests: the data folders, running
+// Helpers of the command-line tool's tests: the source folder, running
 // zynecg, matching beat times.
 #pragma once
 
@@ -16,12 +16,8 @@ namespace zyn::cli::testing {
 
 using namespace ::zyn::testing;
 
-inline fs::path data_dir() { return ZYN_DATA_DIR; }
 inline fs::path source_dir() { return ZYN_SOURCE_DIR; }
-inline bool have_mitdb() { return fs::exists(data_dir() / "mitdb" / "100.hea"); }
-
-#define ZYN_REQUIRE_MITDB() \
-  if (!::zyn::cli::testing::have_mitdb()) GTEST_SKIP() << "no MIT-BIH data in " << ZYN_DATA_DIR
+inline std::string zynecg() { return ZYNECG_EXE; }
 
 struct CommandResult {
   int status = -1;
@@ -38,8 +34,6 @@ inline CommandResult run(const std::string& command) {
   r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   return r;
 }
-
-inline std::string zynecg() { return ZYNECG_EXE; }
 
 // Beat times (s) in `found` with no partner within 150 ms in the sorted
 // `reference`, among those inside [from, to].

@@ -1,14 +1,13 @@
 package com.zyn.zynsolver;
 
-import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
 import java.util.concurrent.Callable;
 
 /**
- * Times runHRV and runQRSDetection through the JVM, sealing and opening included, on a
- * 10-minute recording at 200 Hz (a one-column CSV given as the first argument, or a synthetic
- * one): median and 90th percentile over 200 warm calls.
+ * Times runHRV and runQRSDetection through the JVM, sealing and opening included, on a recording
+ * of up to ten minutes at 200 Hz: median and 90th percentile over 200 warm calls. Arguments: a
+ * one-column CSV file and the recorder's full scale in its units.
  */
 public final class JniBenchmark {
   private static final int WARM_UP = 50;
@@ -16,7 +15,7 @@ public final class JniBenchmark {
 
   private JniBenchmark() {}
 
-  static void time(String name, Callable<Object> call) throws Exception {
+  static void time(String name, Callable<?> call) throws Exception {
     double[] ms = new double[CALLS];
     for (int i = -WARM_UP; i < CALLS; i++) {
       long t0 = System.nanoTime();
@@ -31,20 +30,11 @@ public final class JniBenchmark {
   }
 
   public static void main(String[] args) throws Exception {
-    double[] ecg;
-    if (args.length > 0 && Files.exists(Path.of(args[0]))) {
-      ecg = Files.readAllLines(Path.of(args[0])).stream().map(String::trim)
-          .filter(l -> !l.isEmpty() && !Character.isLetter(l.charAt(0)))
-          .mapToDouble(Double::parseDouble).limit(120000).toArray();
-      System.out.println("recording " + args[0] + ", " + ecg.length + " samples");
-    } else {
-      ecg = Signals.ecg(120000, 72, 1);
-      System.out.println("synthetic recording, " + ecg.length + " samples");
-    }
-    double fullScale = args.length > 1 ? Double.parseDouble(args[1]) : 10.0;
-    NativeZYNecgSolver solver = new NativeZYNecgSolver();
+    double[] ecg = Signals.csv(Path.of(args[0]));
+    double fullScale = Double.parseDouble(args[1]);
+    System.out.println("recording " + args[0] + ", " + ecg.length + " samples");
     double[] qrsInput = Arrays.copyOf(ecg, Math.min(ecg.length, 119936));
-    time("runHRV", () -> SealedResults.openHrv(solver.runHRV(ecg, 200, 0, 10, fullScale)));
-    time("runQRSDetection", () -> SealedResults.openQrs(solver.runQRSDetection(qrsInput, 200, 0, 10, fullScale)));
+    time("runHRV", () -> Signals.analyse("hrv", ecg, 200, 0, fullScale));
+    time("runQRSDetection", () -> Signals.analyse("qrs", qrsInput, 200, 0, fullScale));
   }
 }

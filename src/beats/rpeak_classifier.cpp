@@ -913,7 +913,8 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
 }  // namespace
 
 // Phase 10: one sorted list of distinct positions; a position in both
-// classes keeps label 1; labels swap when class 2 holds more than half.
+// classes keeps label 1; labels swap when class 2 holds more than half. The
+// two classes' distinct positions, each ascending, are merged.
 ClassifiedBeats assemble(const Classes& c) {
   auto positive_unique = [](const std::vector<double>& v) {
     std::vector<double> positive;
@@ -924,13 +925,19 @@ ClassifiedBeats assemble(const Classes& c) {
   };
   const std::vector<double> one = positive_unique(c.normal);
   const std::vector<double> two = positive_unique(c.other);
-  std::vector<double> both = one;
-  both.insert(both.end(), two.begin(), two.end());
-  const UniqueWithPositions merged = unique_values_with_positions(both);
   ClassifiedBeats out;
-  out.rpeaks = merged.values;
-  for (int32_t position : merged.positions) {
-    out.beatClass.push_back(static_cast<std::size_t>(position) <= one.size() ? 1.0 : 2.0);
+  const auto keep = [&out](double position, double label) {
+    out.rpeaks.push_back(position);
+    out.beatClass.push_back(label);
+  };
+  std::size_t i = 0, j = 0;
+  while (i < one.size() || j < two.size()) {
+    if (j == two.size() || (i < one.size() && one[i] <= two[j])) {
+      if (j < two.size() && one[i] == two[j]) ++j;
+      keep(one[i++], 1.0);
+    } else {
+      keep(two[j++], 2.0);
+    }
   }
   const double labelSum = sum(out.beatClass);
   if (labelSum > 1.5 * static_cast<double>(out.beatClass.size())) {

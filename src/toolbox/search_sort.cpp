@@ -172,6 +172,11 @@ std::vector<int32_t> sort_permutation(std::span<const double> values) {
   // exactly. "Strictly before" is the negation of precedes_or_equals with the
   // arguments swapped; it is a strict weak order in which equal numbers form
   // one class and all NaNs another.
+  // Input already in that order (beat positions usually are) keeps it.
+  const auto strictly_before = [](double a, double b) { return !precedes_or_equals(b, a); };
+  if (std::is_sorted(values.begin(), values.end(), strictly_before)) {
+    return integer_colon(static_cast<int32_t>(values.size()));
+  }
   if (values.size() >= kRadixSortMinimum) return radix_sort_permutation(values);
   std::vector<int32_t> order = integer_colon(static_cast<int32_t>(values.size()));
   std::stable_sort(order.begin(), order.end(), [values](int32_t i, int32_t j) {

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -440,15 +441,23 @@ Segments candidate_segments(const std::vector<unsigned char>& mask) {
     if (d == -1) seg.end.push_back(j);
   };
   // Eight samples are compared with their predecessors at once: most such
-  // runs hold no change (a beat changes the mask twice in about 160 samples).
+  // runs hold no change (a beat changes the mask twice in about 160 samples),
+  // and in the others the differing bytes point at the changes.
   constexpr std::ptrdiff_t kRun = sizeof(uint64_t);
   std::ptrdiff_t j = 1;
   for (; j + kRun <= n; j += kRun) {
     uint64_t here, before;
     std::memcpy(&here, mask.data() + j, sizeof here);
     std::memcpy(&before, mask.data() + j - 1, sizeof before);
-    if (here == before) continue;
-    for (std::ptrdiff_t k = j; k < j + kRun; ++k) note_change_at(k);
+    if constexpr (std::endian::native == std::endian::little) {
+      for (uint64_t differing = here ^ before; differing != 0;) {
+        const int byte = std::countr_zero(differing) / 8;
+        note_change_at(j + byte);
+        differing &= ~(uint64_t{0xFF} << (8 * byte));
+      }
+    } else if (here != before) {
+      for (std::ptrdiff_t k = j; k < j + kRun; ++k) note_change_at(k);
+    }
   }
   for (; j < n; ++j) note_change_at(j);
   if (!seg.start.empty() && !seg.end.empty()) {

@@ -449,14 +449,13 @@ Segments candidate_segments(const std::vector<unsigned char>& mask) {
     uint64_t here, before;
     std::memcpy(&here, mask.data() + j, sizeof here);
     std::memcpy(&before, mask.data() + j - 1, sizeof before);
-    if constexpr (std::endian::native == std::endian::little) {
-      for (uint64_t differing = here ^ before; differing != 0;) {
-        const int byte = std::countr_zero(differing) / 8;
-        note_change_at(j + byte);
-        differing &= ~(uint64_t{0xFF} << (8 * byte));
-      }
-    } else if (here != before) {
-      for (std::ptrdiff_t k = j; k < j + kRun; ++k) note_change_at(k);
+    uint64_t differing = here ^ before;
+    // The run's first sample in the lowest byte, whatever the byte order.
+    if constexpr (std::endian::native == std::endian::big) differing = __builtin_bswap64(differing);
+    while (differing != 0) {
+      const int bit = std::countr_zero(differing);
+      note_change_at(j + bit / 8);
+      differing &= ~(uint64_t{0xFF} << (bit & ~7));
     }
   }
   for (; j < n; ++j) note_change_at(j);

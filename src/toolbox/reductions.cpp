@@ -15,10 +15,7 @@
 
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
-
-#if defined(ZYN_AVX512_VARIANTS)
-#include <immintrin.h>
-#endif
+#include "toolbox/search_sort.hpp"
 
 namespace zyn {
 namespace {
@@ -124,61 +121,6 @@ bool holds_nan(std::span<const double> x) {
   return std::any_of(x.begin(), x.end(), [](double v) { return std::isnan(v); });
 }
 
-// Elements of x below low, and within [low, high].
-struct BracketCounts {
-  std::size_t below;
-  std::size_t inside;
-};
-ZYN_WIDEST_VECTORS BracketCounts count_in_bracket(std::span<const double> x, double low, double high) {
-  int64_t below = 0;
-  int64_t inside = 0;
-  for (double v : x) {
-    below += static_cast<int64_t>(v < low);
-    inside += static_cast<int64_t>(v >= low) & static_cast<int64_t>(v <= high);
-  }
-  return {static_cast<std::size_t>(below), static_cast<std::size_t>(inside)};
-}
-
-// The elements of x within [low, high] (NaN never is), written in order to
-// out; returns how many. Each element is written at the next free place,
-// which only advances past an element inside, so out needs room for the
-// count found by count_in_bracket plus a vector of 8 (AVX-512 stores whole
-// vectors of the compressed elements).
-std::size_t keep_in_bracket_one_by_one(std::span<const double> x, double low, double high, double* out) {
-  std::size_t count = 0;
-  for (double v : x) {
-    out[count] = v;
-    count += static_cast<std::size_t>(v >= low) & static_cast<std::size_t>(v <= high);
-  }
-  return count;
-}
-
-#if defined(ZYN_AVX512_VARIANTS)
-__attribute__((target("avx512f"))) std::size_t keep_in_bracket_compressed(std::span<const double> x, double low,
-                                                                          double high, double* out) {
-  const __m512d lowest = _mm512_set1_pd(low), highest = _mm512_set1_pd(high);
-  std::size_t count = 0, k = 0;
-  for (; k + 8 <= x.size(); k += 8) {
-    const __m512d v = _mm512_loadu_pd(x.data() + k);
-    // Ordered comparisons: false for a NaN, as v >= low and v <= high are.
-    const __mmask8 inside = static_cast<__mmask8>(_mm512_cmp_pd_mask(v, lowest, _CMP_GE_OQ) &
-                                                  _mm512_cmp_pd_mask(v, highest, _CMP_LE_OQ));
-    _mm512_storeu_pd(out + count, _mm512_maskz_compress_pd(inside, v));
-    count += static_cast<std::size_t>(__builtin_popcount(inside));
-  }
-  return count + keep_in_bracket_one_by_one(x.subspan(k), low, high, out + count);
-}
-#endif
-
-// Most samples lie outside the bracket, and one by one every sample costs a
-// store; a compressing store keeps the inside ones of 8 samples at once.
-std::size_t keep_in_bracket(std::span<const double> x, double low, double high, double* out) {
-#if defined(ZYN_AVX512_VARIANTS)
-  if (processor_has_avx512()) return keep_in_bracket_compressed(x, low, high, out);
-#endif
-  return keep_in_bracket_one_by_one(x, low, high, out);
-}
-
 // For long inputs, a sample of an eighth of x (at most kLargestSample
 // elements) spread over x brackets places k and k + 1 between two sample
 // values, chosen 3.5 standard errors of a sample rank either side; one pass
@@ -232,11 +174,10 @@ Selected select_in_order(std::span<const double> x, std::size_t k) {
   if (std::isnan(low) || std::isnan(high)) return select_whole();
   // A counting pass across vector lanes sizes the bracket, then the samples
   // inside it are kept.
-  const BracketCounts counted = count_in_bracket(x, low, high);
+  const IntervalCounts counted = count_within(x, low, high);
   if (counted.inside > n / 4) return select_whole();  // far wider than expected
   const std::size_t below = counted.below;
-  std::vector<double> inside(counted.inside + 8);
-  inside.resize(keep_in_bracket(x, low, high, inside.data()));
+  const std::vector<double> inside = elements_within(x, low, high, counted.inside);
   // Places k and k + 1 (or k alone when it is the last) must lie inside.
   const std::size_t end = below + inside.size();
   if (below <= k && (k + 1 < end || (k + 1 == end && end == n))) return select_in_order(inside, k - below);

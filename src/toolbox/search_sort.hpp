@@ -1,4 +1,5 @@
-// Finding true elements of masks and samples above a threshold, integer ranges and the stable ascending sort.
+// Finding true elements of masks and samples within an interval or above a
+// threshold, integer ranges and the stable ascending sort.
 //
 // These routines carry no units: they work on sample positions, intervals or
 // amplitudes alike. Every position they return is 1-based (position 1 is the
@@ -7,6 +8,7 @@
 // number and equal values (and NaNs among themselves) keep their input order.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -16,6 +18,17 @@ namespace zyn {
 
 // 1-based positions of the true (non-zero) elements of a mask, ascending.
 std::vector<int32_t> true_positions(std::span<const unsigned char> mask);
+
+// Elements of x below low, and within [low, high] (a NaN is neither).
+struct IntervalCounts {
+  std::size_t below;
+  std::size_t inside;
+};
+IntervalCounts count_within(std::span<const double> x, double low, double high);
+
+// The elements of x within [low, high], in input order; `inside` is their
+// count, as count_within gives it.
+std::vector<double> elements_within(std::span<const double> x, double low, double high, std::size_t inside);
 
 // 1-based positions of the elements of x above threshold (never a NaN),
 // ascending.

@@ -57,15 +57,17 @@ TEST(FindFamily, OneBasedPositionsFollowOrientationAndAllFalseMasksGiveEmptyResu
   EXPECT_EQ(data[1], 15.0);
 }
 
-// Lengths around whole vectors of 8, runs above and below the threshold,
-// samples equal to it and NaN: the positions are those of a plain scan.
+// Lengths around whole vectors of 8, samples equal to the threshold,
+// infinite and NaN samples and thresholds: the positions are those of a
+// plain scan.
 TEST(PositionsAbove, AreThoseOfAPlainScan) {
   std::mt19937_64 rng(11);
-  std::uniform_int_distribution<int> level(-3, 3);
+  const double levels[] = {kNaN, -kInf, kInf, -2.0, -1.0, 0.0, 1.0, 2.0, 3.0};
+  std::uniform_int_distribution<std::size_t> pick(0, std::size(levels) - 1);
   for (std::size_t n : {0u, 1u, 7u, 8u, 9u, 63u, 1000u, 4099u}) {
     std::vector<double> x(n);
-    for (double& v : x) v = level(rng) == 3 ? std::numeric_limits<double>::quiet_NaN() : level(rng);
-    for (double threshold : {-4.0, 0.0, 1.0, 2.5, std::numeric_limits<double>::quiet_NaN()}) {
+    for (double& v : x) v = levels[pick(rng)];
+    for (double threshold : {-kInf, -4.0, 0.0, 1.0, 2.5, kInf, kNaN}) {
       std::vector<int64_t> expected;
       for (std::size_t k = 0; k < n; ++k) {
         if (x[k] > threshold) expected.push_back(static_cast<int64_t>(k) + 1);

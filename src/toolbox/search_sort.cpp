@@ -211,9 +211,8 @@ std::vector<int32_t> sort_permutation(std::span<const double> values) {
   }
   if (values.size() >= kRadixSortMinimum) return radix_sort_permutation(values);
   std::vector<int32_t> order = integer_colon(static_cast<int32_t>(values.size()));
-  std::stable_sort(order.begin(), order.end(), [values](int32_t i, int32_t j) {
-    return !precedes_or_equals(values[static_cast<std::size_t>(j - 1)],
-                               values[static_cast<std::size_t>(i - 1)]);
+  std::stable_sort(order.begin(), order.end(), [values, strictly_before](int32_t i, int32_t j) {
+    return strictly_before(values[static_cast<std::size_t>(i - 1)], values[static_cast<std::size_t>(j - 1)]);
   });
   return order;
 }

@@ -177,6 +177,7 @@ std::string error_meaning(int32_t code) {
     case kIrregular: return "success, but the rhythm is irregular";
     case kBadStartOrFullScale: return "start second too late or negative, or full scale not positive";
     case kTooFewBeatsForHrv: return "five or fewer R peaks: no HRV statistics";
+    case kNotANumber: return "the recording holds samples that are not numbers";
     default: return "unknown code";
   }
 }

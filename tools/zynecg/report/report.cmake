@@ -25,3 +25,8 @@ add_library(zyn_report STATIC
   ${CMAKE_CURRENT_BINARY_DIR}/report_assets.cpp)
 target_link_libraries(zyn_report PUBLIC zyn_cli)
 target_link_libraries(zyn_report PRIVATE zyn_flags)
+
+# The page rendered in the system's Chromium (tests/browser).
+if(ZYN_BUILD_TESTS)
+  add_subdirectory(${PROJECT_SOURCE_DIR}/tests/browser ${CMAKE_BINARY_DIR}/tests/browser)
+endif()

@@ -386,8 +386,9 @@ const strip = {
       const x = signal.range(first, first + count);
       const finite = Array.from(x).filter(isFinite).sort((a, b) => a - b);
       const centre = finite.length ? finite[finite.length >> 1] : 0;
-      const base = top + rowPx * 0.6, yOf = (mv) => base - (mv - centre) * 10 * pxMm;
-      const yTop = top + 2, yBottom = top + rowPx - 6;
+      // The row's top 5 mm carry the beat letters; the trace has the rest.
+      const yTop = top + 5 * pxMm, yBottom = top + rowPx - 6;
+      const base = yTop + (yBottom - yTop) * 0.6, yOf = (mv) => base - (mv - centre) * 10 * pxMm;
       // Quality of each window under the row.
       for (let q = Math.floor(t0 / w); q * w < t0 + g.rowSeconds && q < data.quality.codes.length; q++) {
         const a = Math.max(t0, q * w), b = Math.min(t0 + g.rowSeconds, (q + 1) * w);
@@ -427,8 +428,8 @@ const strip = {
         ctx.fillStyle = colour; ctx.strokeStyle = colour;
         for (let i = lower_bound(beats, first); i < beats.length && beats[i] < first + count; i++) {
           const px = left + (beats[i] - first) / BEAT_RATE * pxSecond;
-          ctx.fillText(letter, px, top + 14);
-          ctx.beginPath(); ctx.moveTo(px, top + 17); ctx.lineTo(px, top + 22); ctx.stroke();
+          ctx.fillText(letter, px, top + 2.6 * pxMm + 4);
+          ctx.beginPath(); ctx.moveTo(px, top + 3.5 * pxMm); ctx.lineTo(px, yTop - 2); ctx.stroke();
         }
       }
       ctx.font = '11px system-ui, sans-serif'; ctx.textAlign = 'left'; ctx.fillStyle = '#444';

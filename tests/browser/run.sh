@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Writes the HTML reports of the bundled 10-minute excerpt and of a 24-hour
+# recording (all 48 MIT-BIH records joined), installs playwright-core from
+# npm into the work folder (never a browser: the system's Chromium is used)
+# and runs report.test.mjs on both. Screenshots land in WORK/screenshots.
+# Exit status 77 (skipped) when Chromium or node is absent.
+set -euo pipefail
+
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --work) work=$2 ;; --zynecg) zynecg=$2 ;; --day-tool) day_tool=$2 ;;
+    --source) source=$2 ;; --data) data=$2 ;; --chromium) chromium=$2 ;;
+    *) echo "run.sh: unknown option $1" >&2; exit 2 ;;
+  esac
+  shift 2
+done
+skip() { echo "SKIPPED: $*"; exit 77; }
+[ -n "${chromium:-}" ] && [ -x "$chromium" ] || skip "Chromium is not installed (ZYN_WITH_CHROMIUM=1 scripts/install-deps.sh)"
+command -v node >/dev/null && command -v npm >/dev/null || skip "node and npm are not installed"
+
+here=$(cd "$(dirname "$0")" && pwd)
+mkdir -p "$work/screenshots"
+# playwright-core as locked in package-lock.json, installed once per build
+# folder; PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD keeps npm from fetching a browser.
+for f in package.json package-lock.json report.test.mjs; do
+  cmp -s "$here/$f" "$work/$f" || cp "$here/$f" "$work/$f"
+done
+if [ ! -f "$work/node_modules/playwright-core/package.json" ] || [ "$work/package-lock.json" -nt "$work/node_modules" ]; then
+  (cd "$work" && PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm ci --no-audit --no-fund --loglevel=error)
+fi
+
+reports=()
+"$zynecg" analyse "$source/data/mitdb-100-excerpt.hea" --report "$work/excerpt.html" >/dev/null
+reports+=("excerpt=$work/excerpt.html")
+if [ -f "$data/mitdb/100.hea" ]; then
+  day="$work/mitdb-day.i16"
+  [ -s "$day" ] || "$day_tool" "$data/mitdb" "$day"
+  "$zynecg" analyse "$day" --fs 360 --raw-type int16 --gain 200 --report "$work/day.html" >/dev/null || true
+  [ -s "$work/day.html" ] || { echo "run.sh: no report written for $day" >&2; exit 1; }
+  reports+=("day=$work/day.html")
+else
+  echo "MIT-BIH is not in $data/mitdb: the 24-hour report is not checked"
+fi
+cd "$work"
+node report.test.mjs --chromium "$chromium" --screenshots "$work/screenshots" "${reports[@]}"

@@ -30,3 +30,12 @@ target_link_libraries(zyn_report PRIVATE zyn_flags)
 if(ZYN_BUILD_TESTS)
   add_subdirectory(${PROJECT_SOURCE_DIR}/tests/browser ${CMAKE_BINARY_DIR}/tests/browser)
 endif()
+
+# How long the page of a 24-hour recording takes to write (Google Benchmark).
+if(ZYN_BUILD_BENCH)
+  find_package(benchmark QUIET)
+  if(benchmark_FOUND)
+    add_executable(bench_report ${ZYN_REPORT_DIR}/bench_report.cpp)
+    target_link_libraries(bench_report PRIVATE zyn_report zyn_flags benchmark::benchmark_main)
+  endif()
+endif()

@@ -348,7 +348,7 @@ const signal = {
 // Paper at 25 mm/s and 10 mm/mV; zoom sets pixels per millimetre.
 const strip = {
   zooms: [1.5, 2, 3, 4, 6, 8, 12, 16], zoom: 3, start: 0, cursor: null,
-  rowMm: 30, rows: 4, marginMm: 8,
+  rowMm: 40, rows: 4, marginMm: 8, mmPerMv: 10,
   canvas: document.getElementById('strip'),
   geometry() {
     const width = this.canvas.clientWidth || 1000, pxMm = this.zooms[this.zoom];
@@ -388,7 +388,7 @@ const strip = {
       const centre = finite.length ? finite[finite.length >> 1] : 0;
       // The row's top 5 mm carry the beat letters; the trace has the rest.
       const yTop = top + 5 * pxMm, yBottom = top + rowPx - 6;
-      const base = yTop + (yBottom - yTop) * 0.6, yOf = (mv) => base - (mv - centre) * 10 * pxMm;
+      const base = yTop + (yBottom - yTop) * 0.68, yOf = (mv) => base - (mv - centre) * this.mmPerMv * pxMm;
       // Quality of each window under the row.
       for (let q = Math.floor(t0 / w); q * w < t0 + g.rowSeconds && q < data.quality.codes.length; q++) {
         const a = Math.max(t0, q * w), b = Math.min(t0 + g.rowSeconds, (q + 1) * w);
@@ -398,7 +398,8 @@ const strip = {
       // 1 mV calibration pulse: 10 mm high, 0.2 s wide.
       ctx.strokeStyle = COLOURS.trace; ctx.lineWidth = 1.2; ctx.beginPath();
       const c0 = 1.5 * pxMm, c1 = c0 + 5 * pxMm, zero = base;
-      ctx.moveTo(0.5 * pxMm, zero); ctx.lineTo(c0, zero); ctx.lineTo(c0, zero - 10 * pxMm); ctx.lineTo(c1, zero - 10 * pxMm);
+      const pulse = this.mmPerMv * pxMm;
+      ctx.moveTo(0.5 * pxMm, zero); ctx.lineTo(c0, zero); ctx.lineTo(c0, zero - pulse); ctx.lineTo(c1, zero - pulse);
       ctx.lineTo(c1, zero); ctx.lineTo(left - pxMm, zero); ctx.stroke();
       // The trace, clipped to its row; a red mark where it leaves the row.
       const clipped = [];
@@ -444,6 +445,7 @@ const strip = {
     document.getElementById('strip-time').textContent = `${clock(this.start)} – ${clock(end)}`;
     document.getElementById('strip-cursor').textContent = this.cursor === null ? '' : `at ${clock(this.cursor, true)}`;
     document.getElementById('strip-zoom').textContent = `${+(pxMm).toFixed(1)} px/mm`;
+    this.canvas.dataset.mmPerMv = this.mmPerMv;
     Object.assign(this.canvas.dataset, { start: this.start.toFixed(3), end: end.toFixed(3) });
     const scroll = document.getElementById('strip-scroll');
     scroll.max = Math.max(0, Math.ceil(duration - g.pageSeconds)); scroll.value = Math.floor(this.start);
@@ -457,6 +459,7 @@ const strip = {
     const zoomTo = (z) => { const mid = this.cursor ?? this.start; this.zoom = Math.max(0, Math.min(this.zooms.length - 1, z)); this.show(mid, false, this.cursor !== null); };
     on('strip-zoom-in', () => zoomTo(this.zoom + 1));
     on('strip-zoom-out', () => zoomTo(this.zoom - 1));
+    document.getElementById('strip-gain').addEventListener('change', (e) => { this.mmPerMv = Number(e.target.value); this.draw(); });
     document.getElementById('strip-scroll').addEventListener('input', (e) => { this.start = Number(e.target.value); this.draw(); });
     document.getElementById('strip-goto').addEventListener('change', (e) => {
       const t = parse_clock(e.target.value);
@@ -474,7 +477,7 @@ const strip = {
       this.start = dragStart; this.move(-(e.clientX - dragX) / (25 * this.geometry().pxMm));
     });
     document.getElementById('strip-legend').textContent =
-      `Paper 25 mm/s, 10 mm/mV; the pulse at each row's start is 1 mV. N normal beat, E extra systole; a red triangle marks ` +
+      `Paper 25 mm/s, 10 mm/mV (5 or 20 mm/mV when chosen above); the pulse at each row's start is 1 mV. N normal beat, E extra systole; a red triangle marks ` +
       `where the trace leaves its row (drawn clipped). The band under each row is the window quality. Drag, or use the ` +
       `buttons and slider, to move; Ctrl + wheel or − / + to zoom.`;
   },

@@ -1,7 +1,8 @@
 // The report's own numbers (Poincaré SD1 and SD2, the NN histogram, band
 // peaks, shares and normalised units, trend heart-rate ranges), the
 // compact signal it embeds, and the page it writes for the bundled
-// excerpt, and the JSON document. The page's drawing is checked in a browser by tests/browser.
+// excerpt, and the JSON document. The page's drawing is checked in a
+// browser by tests/browser.
 #include <cmath>
 #include <random>
 
@@ -15,8 +16,8 @@ namespace {
 
 using namespace testing;
 
-RrSeries series_of(const std::vector<double>& rr, const std::vector<uint8_t>& nn) {
-  RrSeries s;
+BeatIntervals series_of(const std::vector<double>& rr, const std::vector<uint8_t>& nn) {
+  BeatIntervals s;
   double t = 0;
   for (const double v : rr) s.endSeconds.push_back(t += v);
   s.rrSeconds = rr;
@@ -68,8 +69,8 @@ TEST(ReportFigures, FrequencyTableFindsBandPeaksSharesAndNormalisedUnits) {
   // Powers in s²: total 10, ULF 1, VLF 2, LF 3, HF 4, LF/HF 0.75.
   const std::array<double, 6> power{10, 1, 2, 3, 4, 0.75};
   const std::vector<double> hz{0.001, 0.02, 0.04, 0.1, 0.2, 0.3, 0, 0};
-  const std::vector<double> amplitude{1, 2, 5, 3, 1, 2, 9, 9};
-  const auto rows = frequency_table(power, hz, amplitude);
+  const std::vector<double> pointPower{1, 4, 25, 9, 1, 4, 81, 81};
+  const auto rows = frequency_table(power, hz, pointPower);
   ASSERT_EQ(rows.size(), 4u);
   EXPECT_EQ(rows[0].name, "ULF");
   EXPECT_EQ(rows[0].peakHz, 0.001);
@@ -121,39 +122,30 @@ TEST(ReportSignal, ChunksDecodeToTheQuantisedSamplesWithGapsKept) {
   }
 }
 
-FileAnalysis bundled_excerpt() {
+RecordingAnalysis bundled_excerpt() {
   return analyse_file((source_dir() / "data" / "mitdb-100-excerpt.hea").string(), {});
 }
 
-// The 600 s excerpt is one HRV call: the tool's numbers must be the library's
-// own for the same samples, as a Java caller would get them.
-TEST(JsonOutput, HoldsTheLibraryResultsTheirPositionsAndTheMeaningOfEachCode) {
-  const FileAnalysis f = bundled_excerpt();
+// The JSON holds the whole-recording results under their documented names,
+// the beats in three scales, the 5-minute table and the meaning of each code.
+TEST(JsonOutput, HoldsTheWholeRecordingResultsTheirPositionsAndTheMeaningOfEachCode) {
+  const RecordingAnalysis f = bundled_excerpt();
   const auto j = to_json(f);
-  ASSERT_EQ(j["stretches"]["qrs"].size(), f.qrs->stretches.size());
-  ASSERT_EQ(j["stretches"]["hrv"].size(), 1u);
-  const auto& tool = j["stretches"]["hrv"][0]["hrv"];
-  EXPECT_EQ(tool["rpeaks"].size(), static_cast<std::size_t>(tool["beatArrayLength"].get<int>()));
-  EXPECT_EQ(tool["qualities"].size(), 60u);
-  AnalysisRequest request;
-  request.ecg = std::span<const double>(f.ecg200);
-  request.fullScale = f.fullScale;
-  const HrvAnalysis direct = analyse_hrv(request);
-  EXPECT_EQ(tool["error"], direct.error);
-  EXPECT_EQ(tool["hr"], direct.hr);
-  EXPECT_EQ(tool["hrMean"], direct.hrMean);
-  EXPECT_EQ(tool["rpeaks"], direct.rpeaks);
-  EXPECT_EQ(tool["extraSystoles"], direct.extraSystoles);
-  EXPECT_EQ(tool["qualities"], direct.qualities);
-  EXPECT_EQ(tool["timeDomain"]["sdnn"], direct.timeDomain[2]);
-  EXPECT_EQ(tool["frequencyDomain"]["lf_hf"], direct.frequencyDomain[5]);
-  EXPECT_EQ(j["summary"]["hrv"]["rmssd"]["value"], direct.timeDomain[5]);
+  ASSERT_EQ(j["stretches"].size(), f.stretches.size());
+  EXPECT_EQ(j["stretches"][0]["qualities"].size(), 60u);
+  EXPECT_EQ(j["summary"]["hrv"]["rmssd"]["value"], (*f.hrv.timeDomain)[5]);
+  EXPECT_EQ(j["summary"]["hrv"]["lf_hf"]["value"], (*f.hrv.frequencyDomain)[5]);
+  EXPECT_EQ(j["summary"]["hrBpm"], *f.hrBpm);
   EXPECT_EQ(j["codes"]["error"]["5"], error_meaning(5));
   EXPECT_EQ(j["fullScaleSource"], "header");
+  ASSERT_EQ(j["fiveMinuteSegments"].size(), 2u);
+  EXPECT_EQ(j["fiveMinuteSegments"][1]["startSeconds"], 300.0);
+  EXPECT_EQ(j["fiveMinuteSegments"][0]["normalBeats"].get<int64_t>() + j["fiveMinuteSegments"][1]["normalBeats"].get<int64_t>(),
+            j["beats"]["normal"]["count"].get<int64_t>());
   // 200 Hz positions map to the file's 360 Hz samples and to seconds.
   const auto& normal = j["beats"]["normal"];
   ASSERT_GT(normal["count"].get<std::size_t>(), 0u);
-  EXPECT_EQ(j["summary"]["normalBeats"], f.summary.normalBeats);
+  EXPECT_EQ(j["summary"]["normalBeats"], f.normal.samples200Hz.size());
   const int64_t at200 = normal["samples200Hz"][0];
   EXPECT_EQ(normal["fileSamples"][0].get<int64_t>(), std::llround(static_cast<double>(at200) * 1.8));
   EXPECT_NEAR(normal["seconds"][0].get<double>(), static_cast<double>(at200) / 200.0, 5e-4);
@@ -162,9 +154,9 @@ TEST(JsonOutput, HoldsTheLibraryResultsTheirPositionsAndTheMeaningOfEachCode) {
 // The bundled excerpt's page holds its template, style, script and data,
 // and the beats and statistics of the analysis.
 TEST(HtmlReport, TheBundledExcerptsPageCarriesItsScriptDataAndSignal) {
-  const FileAnalysis f = bundled_excerpt();
+  const RecordingAnalysis f = bundled_excerpt();
   const ReportInput in = report_input(f, {});
-  EXPECT_EQ(in.normalBeats.size() + in.extraSystoles.size(), f.beats().beats.size());
+  EXPECT_EQ(in.normalBeats.size() + in.extraSystoles.size(), f.beats.size());
   const ReportDocument doc = report_document(in);
   const auto j = nlohmann::json::parse(doc.json);
   EXPECT_EQ(j["beats"]["normal"].size(), in.normalBeats.size());

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "file_analysis.hpp"
+#include "output.hpp"
 #include "report_input.hpp"
 
 namespace zyn::cli {
@@ -21,8 +21,8 @@ struct ReportOptions {
 };
 
 // What the report shows of an analysed file.
-ReportInput report_input(const FileAnalysis& f, const ReportOptions& options);
+ReportInput report_input(const RecordingAnalysis& f, const ReportOptions& options);
 
-std::string html_report(const FileAnalysis& f, const ReportOptions& options = {});
+std::string html_report(const RecordingAnalysis& f, const ReportOptions& options = {});
 
 }  // namespace zyn::cli

@@ -23,7 +23,7 @@ constexpr Band kBands[] = {{"ULF", 0.0, 0.0033}, {"VLF", 0.0033, 0.04}, {"LF", 0
 
 }  // namespace
 
-std::optional<Poincare> poincare_descriptors(const RrSeries& series) {
+std::optional<Poincare> poincare_descriptors(const BeatIntervals& series) {
   double across = 0, acrossSquares = 0, along = 0, alongSquares = 0;
   std::size_t pairs = 0;
   for (std::size_t i = 1; i < series.rrSeconds.size(); ++i) {
@@ -40,7 +40,7 @@ std::optional<Poincare> poincare_descriptors(const RrSeries& series) {
   return Poincare{sample_sd(across, acrossSquares, pairs), sample_sd(along, alongSquares, pairs), pairs};
 }
 
-Histogram nn_histogram(const RrSeries& series, double binSeconds) {
+Histogram nn_histogram(const BeatIntervals& series, double binSeconds) {
   Histogram h;
   h.binSeconds = binSeconds;
   double lo = INFINITY, hi = -INFINITY;
@@ -62,19 +62,19 @@ Histogram nn_histogram(const RrSeries& series, double binSeconds) {
 }
 
 std::vector<BandRow> frequency_table(std::span<const double, 6> power, std::span<const double> frequenciesHz,
-                                     std::span<const double> amplitudes) {
+                                     std::span<const double> pointPowers) {
   std::vector<BandRow> rows;
   const double total = power[0], lf = power[3], hf = power[4];
   for (std::size_t b = 0; b < std::size(kBands); ++b) {
     BandRow row{kBands[b].name, kBands[b].fromHz, kBands[b].toHz, power[b + 1], std::nullopt, 0, std::nullopt};
     double largest = -1;
-    const std::size_t n = std::min(frequenciesHz.size(), amplitudes.size());
+    const std::size_t n = std::min(frequenciesHz.size(), pointPowers.size());
     for (std::size_t i = 0; i < n; ++i) {
       const double f = frequenciesHz[i];
       // The periodogram's unused tail holds frequency 0: not a spectral point.
       if (f <= 0 || f < row.fromHz || f > row.toHz) continue;
-      if (amplitudes[i] * amplitudes[i] > largest) {
-        largest = amplitudes[i] * amplitudes[i];
+      if (pointPowers[i] > largest) {
+        largest = pointPowers[i];
         row.peakHz = f;
       }
     }
@@ -85,7 +85,7 @@ std::vector<BandRow> frequency_table(std::span<const double, 6> power, std::span
   return rows;
 }
 
-std::optional<RateRange> heart_rate_range(const RrSeries& series, double fromSeconds, double toSeconds) {
+std::optional<RateRange> heart_rate_range(const BeatIntervals& series, double fromSeconds, double toSeconds) {
   const auto& t = series.endSeconds;
   const auto begin = static_cast<std::size_t>(std::lower_bound(t.begin(), t.end(), fromSeconds) - t.begin());
   const auto end = static_cast<std::size_t>(std::lower_bound(t.begin(), t.end(), toSeconds) - t.begin());

@@ -16,7 +16,7 @@ namespace zyn::cli {
 
 // An RR interval series with, for each interval, whether it is an NN
 // interval (both of its beats are normal beats).
-struct RrSeries {
+struct BeatIntervals {
   std::vector<double> endSeconds;  // time of the beat that ends each interval
   std::vector<double> rrSeconds;
   std::vector<uint8_t> nn;
@@ -30,7 +30,7 @@ struct Poincare {
   double sd1Seconds = 0, sd2Seconds = 0;
   std::size_t pairs = 0;
 };
-std::optional<Poincare> poincare_descriptors(const RrSeries& series);
+std::optional<Poincare> poincare_descriptors(const BeatIntervals& series);
 
 // Counts of NN intervals in bins of binSeconds starting at a whole multiple
 // of the bin width; the first bin holds the shortest interval.
@@ -41,7 +41,7 @@ struct Histogram {
 // RR intervals are whole 5 ms steps at 200 Hz: a bin of 10 ms holds exactly
 // two steps, so no bin gets more steps than its neighbours.
 inline constexpr double kHistogramBinSeconds = 0.010;
-Histogram nn_histogram(const RrSeries& series, double binSeconds = kHistogramBinSeconds);
+Histogram nn_histogram(const BeatIntervals& series, double binSeconds = kHistogramBinSeconds);
 
 // One row of the frequency table. Bands are closed at both edges, as the
 // library integrates them.
@@ -54,10 +54,10 @@ struct BandRow {
   std::optional<double> normalisedUnits;  // LF and HF only: share of LF + HF, in %
 };
 // power: the library's record {total, ULF, VLF, LF, HF, LF/HF} in s²;
-// frequencies and amplitudes: its periodogram, amplitudes in s (their
-// squares are the powers it sums).
+// frequencies and pointPowers: its periodogram, the power of each point in
+// s² (the band powers are their sums).
 std::vector<BandRow> frequency_table(std::span<const double, 6> power, std::span<const double> frequenciesHz,
-                                     std::span<const double> amplitudes);
+                                     std::span<const double> pointPowers);
 
 // Slowest and fastest heart rate (beats/min) in [fromSeconds, toSeconds):
 // extremes of the mean of kTrendRunIntervals successive NN intervals, so
@@ -67,6 +67,6 @@ inline constexpr std::size_t kTrendRunIntervals = 8;
 struct RateRange {
   double minBpm = 0, maxBpm = 0;
 };
-std::optional<RateRange> heart_rate_range(const RrSeries& series, double fromSeconds, double toSeconds);
+std::optional<RateRange> heart_rate_range(const BeatIntervals& series, double fromSeconds, double toSeconds);
 
 }  // namespace zyn::cli

@@ -37,14 +37,18 @@ struct ReportInput {
 
   std::vector<int64_t> normalBeats, extraSystoles;  // positions in ecg200
   int32_t windowSeconds = 10;
-  std::vector<int32_t> windowCodes;       // one per quality window, from the first analysed sample
+  struct Window {
+    double startSeconds = 0, endSeconds = 0;  // from the first analysed sample
+    int32_t code = 0;
+  };
+  std::vector<Window> windows;            // signal quality, in time order
 
   std::optional<double> hrBpm, hrMeanBpm;
   std::optional<std::array<double, 7>> timeDomain;       // nn_rr, avnn, sdnn, sdann, sdnnidx, rmssd, pnn50
   std::optional<std::array<double, 6>> frequencyDomain;  // total, ULF, VLF, LF, HF (s²), LF/HF
-  std::vector<double> spectrumHz, spectrumAmplitude;     // the library's periodogram
-  RrSeries rr;                            // endSeconds from the first analysed sample
-  std::vector<ReportSegment> segments;
+  std::vector<double> spectrumHz, spectrumPower;         // the library's periodogram, s² per point
+  BeatIntervals rr;                            // endSeconds from the first analysed sample
+  std::vector<ReportSegment> segments;    // startSeconds from the first analysed sample
   std::string hrvNote;                    // why HRV statistics are missing, if they are
   std::vector<std::string> warnings;
 };

@@ -7,7 +7,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "file_analysis.hpp"
+#include "analyse_recording.hpp"
 #include "report_input.hpp"
 #include "report_signal.hpp"
 
@@ -139,7 +139,7 @@ Json frequency_domain(const ReportInput& in) {
   if (!in.frequencyDomain) return out;
   const auto& f = *in.frequencyDomain;
   const double minutes = analysed_minutes(in);
-  const auto rows = frequency_table(std::span<const double, 6>(f), in.spectrumHz, in.spectrumAmplitude);
+  const auto rows = frequency_table(std::span<const double, 6>(f), in.spectrumHz, in.spectrumPower);
   for (std::size_t b = 0; b < rows.size(); ++b) {
     const BandRow& r = rows[b];
     out["rows"].push_back({{"band", r.name}, {"fromHz", r.fromHz}, {"toHz", r.toHz}, {"peakHz", optional_number(r.peakHz)},
@@ -189,7 +189,7 @@ ReportDocument report_document(const ReportInput& in) {
                 {"trend", trend(in)},
                 {"hrvNote", in.hrvNote},
                 {"warnings", in.warnings}};
-  for (const int32_t code : {0, 3, 5, 6, -1}) small["qualityMeanings"][std::to_string(code)] = window_quality_meaning(code);
+  for (const int32_t code : {0, 3, 5, 6, -1}) small["qualityMeanings"][std::to_string(code)] = recording::window_quality_meaning(code);
   if (const auto p = poincare_descriptors(in.rr))
     small["poincare"] = {{"sd1Ms", p->sd1Seconds * 1000}, {"sd2Ms", p->sd2Seconds * 1000}, {"pairs", p->pairs}};
   const Histogram h = nn_histogram(in.rr);
@@ -199,10 +199,21 @@ ReportDocument report_document(const ReportInput& in) {
   std::string& out = doc.json;
   out = small.dump();
   out.pop_back();  // the closing brace: the long series follow
+  std::vector<double> starts, ends;
+  std::vector<int32_t> codes;
+  for (const auto& w : in.windows) {
+    starts.push_back(w.startSeconds);
+    ends.push_back(w.endSeconds);
+    codes.push_back(w.code);
+  }
   out += ",\"quality\":{\"windowSeconds\":";
   append(out, int64_t{in.windowSeconds});
   out += ',';
-  append_array(out, "codes", in.windowCodes, 1.0);
+  append_array(out, "start", starts, 1.0, 9);
+  out += ',';
+  append_array(out, "end", ends, 1.0, 9);
+  out += ',';
+  append_array(out, "codes", codes, 1.0);
   out += "},\"beats\":{";
   append_array(out, "normal", in.normalBeats, 1.0);
   out += ',';
@@ -214,14 +225,14 @@ ReportDocument report_document(const ReportInput& in) {
   out += ",\"nn\":\"";
   for (const uint8_t nn : in.rr.nn) out += nn ? '1' : '0';
   out += "\"},\"spectrum\":{";
-  // Power spectral density in ms²/Hz: each point's power (amplitude²,
-  // in s²) spread over the spacing of the periodogram's frequencies, so
-  // that the area under the curve in a band is the band's power.
+  // Power spectral density in ms²/Hz: each point's power (s²) spread
+  // over the spacing of the periodogram's frequencies, so that the area
+  // under the curve in a band is the band's power.
   std::vector<double> hz, density;
-  for (std::size_t i = 0; i < in.spectrumHz.size() && i < in.spectrumAmplitude.size(); ++i) {
+  for (std::size_t i = 0; i < in.spectrumHz.size() && i < in.spectrumPower.size(); ++i) {
     if (in.spectrumHz[i] <= 0 || in.spectrumHz[i] > 0.4) continue;
     hz.push_back(in.spectrumHz[i]);
-    density.push_back(in.spectrumAmplitude[i] * in.spectrumAmplitude[i] * 1e6);
+    density.push_back(in.spectrumPower[i] * 1e6);
   }
   const double spacing = hz.size() > 1 ? (hz.back() - hz.front()) / static_cast<double>(hz.size() - 1) : 1.0;
   for (double& d : density) d /= spacing;

@@ -49,12 +49,12 @@ const Day& day() {
       }
     }
     in.ecg200 = day.ecg;
-    in.windowCodes.assign(8640, 0);
+    for (int w = 0; w < 8640; ++w) in.windows.push_back({w * 10.0, w * 10.0 + 10.0, 0});
     in.timeDomain = std::array<double, 7>{0.96, 0.8, 0.1, 0.05, 0.06, 0.04, 0.1};
     in.frequencyDomain = std::array<double, 6>{0.02, 0.005, 0.005, 0.004, 0.006, 0.66};
     for (int j = 1; j <= 140000; ++j) {
       in.spectrumHz.push_back(j * 0.4 / 140000);
-      in.spectrumAmplitude.push_back(1e-4 / std::sqrt(j));
+      in.spectrumPower.push_back(1e-8 / j);
     }
     for (int s = 0; s < 288; ++s) in.segments.push_back({s * 300.0, 300.0, 75.0, 0.05, 0.04, 370, 5});
     return day;

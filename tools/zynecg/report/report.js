@@ -225,6 +225,12 @@ function qualitySummary() {
   return `${good} of ${codes.length} good (${data.quality.windowSeconds} s windows)`;
 }
 
+// Index of the quality window holding time t, or -1.
+function window_at(t) {
+  const q = data.quality, i = lower_bound(q.end, t + 1e-9);
+  return i < q.codes.length && q.start[i] <= t ? i : -1;
+}
+
 function draw_trend() {
   const canvas = document.getElementById('trend');
   const { ctx, width, height } = prepare(canvas);
@@ -275,14 +281,14 @@ function draw_quality() {
   const { ctx, width, height } = prepare(canvas);
   const box = { left: 50, top: 4, width: width - 60, height: height - 40 };
   const f = new Frame(ctx, box, 0, duration, 0, 1);
-  const w = data.quality.windowSeconds, codes = data.quality.codes;
+  const q = data.quality, w = q.windowSeconds, codes = q.codes;
   // Good windows first, then the others on top, at least a pixel wide, so
   // that a single poor window in a day stays visible.
   for (const pass of [true, false]) {
     for (let i = 0; i < codes.length; i++) {
       if ((codes[i] === 0) !== pass) continue;
       ctx.fillStyle = COLOURS.quality[codes[i]] ?? '#000';
-      const x0 = f.px(i * w), x1 = f.px(Math.min(duration, (i + 1) * w));
+      const x0 = f.px(q.start[i]), x1 = f.px(Math.min(duration, q.end[i]));
       ctx.fillRect(x0, box.top, Math.max(1, x1 - x0), box.height);
     }
   }
@@ -295,10 +301,10 @@ function draw_quality() {
     legend.append(el('span', { class: 'key', style: `background:${COLOURS.quality[code]}` }), `${data.qualityMeanings[code]} (${n}) `);
   }
   canvas.onmousemove = (e) => {
-    const t = f.xOf(e.offsetX), i = Math.floor(t / w);
-    canvas.title = i >= 0 && i < codes.length ? `${clock(i * w)}: ${data.qualityMeanings[codes[i]] ?? codes[i]}` : '';
+    const i = window_at(f.xOf(e.offsetX));
+    canvas.title = i >= 0 ? `${clock(q.start[i])} to ${clock(q.end[i])}: ${data.qualityMeanings[codes[i]] ?? codes[i]}` : '';
   };
-  canvas.onclick = (e) => strip.show(Math.floor(f.xOf(e.offsetX) / w) * w, true);
+  canvas.onclick = (e) => { const t = f.xOf(e.offsetX), i = window_at(t); strip.show(i >= 0 ? q.start[i] : t, true); };
 }
 
 // ---------------------------------------------------------------- the ECG strip view
@@ -378,7 +384,7 @@ const strip = {
       for (let y = 0; y <= height; y += stepMm * pxMm) { ctx.moveTo(left, Math.round(y) + 0.5); ctx.lineTo(width, Math.round(y) + 0.5); }
       ctx.stroke();
     }
-    const w = data.quality.windowSeconds;
+    const q = data.quality;
     for (let r = 0; r < g.rows; r++) {
       const t0 = this.start + r * g.rowSeconds, top = r * rowPx, first = Math.round(t0 * BEAT_RATE);
       const count = Math.round(g.rowSeconds * BEAT_RATE);
@@ -390,9 +396,9 @@ const strip = {
       const yTop = top + 5 * pxMm, yBottom = top + rowPx - 6;
       const base = yTop + (yBottom - yTop) * 0.68, yOf = (mv) => base - (mv - centre) * this.mmPerMv * pxMm;
       // Quality of each window under the row.
-      for (let q = Math.floor(t0 / w); q * w < t0 + g.rowSeconds && q < data.quality.codes.length; q++) {
-        const a = Math.max(t0, q * w), b = Math.min(t0 + g.rowSeconds, (q + 1) * w);
-        ctx.fillStyle = COLOURS.quality[data.quality.codes[q]] ?? '#000';
+      for (let k = lower_bound(q.end, t0 + 1e-9); k < q.codes.length && q.start[k] < t0 + g.rowSeconds; k++) {
+        const a = Math.max(t0, q.start[k]), b = Math.min(t0 + g.rowSeconds, q.end[k]);
+        ctx.fillStyle = COLOURS.quality[q.codes[k]] ?? '#000';
         ctx.fillRect(left + (a - t0) * pxSecond, top + rowPx - 4, (b - a) * pxSecond, 3);
       }
       // 1 mV calibration pulse: 10 mm high, 0.2 s wide.
@@ -496,13 +502,14 @@ const events = (() => {
     list.push({ t, kind: 'extra', what: 'extra systole (E)', rr: before,
       detail: `class: other morphology than the majority; following RR ${after === null ? 'n/a' : after.toFixed(0) + ' ms'}` });
   }
-  const w = data.quality.windowSeconds, codes = data.quality.codes;
+  // Runs of adjoining windows of one poor quality are one event.
+  const q = data.quality, codes = q.codes;
   for (let i = 0; i < codes.length;) {
     let j = i + 1;
-    while (j < codes.length && codes[j] === codes[i]) j++;
+    while (j < codes.length && codes[j] === codes[i] && Math.abs(q.start[j] - q.end[j - 1]) < 1e-6) j++;
     if (codes[i] !== 0) {
-      list.push({ t: i * w, kind: 'poor', what: `poor quality: ${data.qualityMeanings[codes[i]] ?? codes[i]}`, rr: null,
-        detail: `${j - i} window${j - i > 1 ? 's' : ''}, ${duration_text(Math.min(duration, j * w) - i * w)}` });
+      list.push({ t: q.start[i], kind: 'poor', what: `poor quality: ${data.qualityMeanings[codes[i]] ?? codes[i]}`, rr: null,
+        detail: `${j - i} window${j - i > 1 ? 's' : ''}, ${duration_text(q.end[j - 1] - q.start[i])}` });
     }
     i = j;
   }

@@ -704,7 +704,7 @@ function fill_tables() {
     LF: 'low frequency: baroreflex, sympathetic and vagal', HF: 'high frequency: respiratory sinus arrhythmia, vagal' };
   for (const r of fd.rows) {
     const tr = el('tr', { class: r.needs ? 'short' : '' }, el('th', {}, r.band),
-      el('td', { class: 'num' }, `${r.fromHz}–${r.toHz}`), el('td', { class: 'num' }, r.peakHz === null ? 'n/a' : r.peakHz.toFixed(4)),
+      el('td', { class: 'num' }, `${r.fromHz}–${r.toHz}`), el('td', { class: 'num' }, r.peakHz === null ? 'n/a' : r.peakHz < 0.001 ? r.peakHz.toExponential(2) : r.peakHz.toFixed(4)),
       el('td', { class: 'num' }, fixed(r.powerMs2, 1)), el('td', { class: 'num' }, fixed(r.percent, 1)),
       el('td', { class: 'num' }, r.normalisedUnits === null ? '' : fixed(r.normalisedUnits, 1)),
       el('td', {}, meanings[r.band] ?? '', r.needs ? el('span', { class: 'needs' }, ' ' + r.needs) : ''));

@@ -478,6 +478,19 @@ const strip = {
     let dragX = null, dragStart = 0;
     this.canvas.addEventListener('pointerdown', (e) => { dragX = e.clientX; dragStart = this.start; });
     window.addEventListener('pointerup', () => { dragX = null; });
+    // A click without a drag puts the cursor (and its time) where it is.
+    this.canvas.addEventListener('click', (e) => {
+      if (Math.abs(this.start - dragStart) > 1e-9) return;
+      const g = this.geometry(), row = Math.floor(e.offsetY / (this.rowMm * g.pxMm));
+      const t = this.start + row * g.rowSeconds + (e.offsetX - this.marginMm * g.pxMm) / (25 * g.pxMm);
+      if (t >= this.start && t <= Math.min(duration, this.start + g.pageSeconds)) { this.cursor = t; this.draw(); }
+    });
+    this.canvas.tabIndex = 0;
+    this.canvas.addEventListener('keydown', (e) => {
+      const g = this.geometry();
+      const step = { ArrowLeft: -g.rowSeconds, ArrowRight: g.rowSeconds, PageUp: -g.pageSeconds, PageDown: g.pageSeconds }[e.key];
+      if (step !== undefined) { e.preventDefault(); this.move(step); }
+    });
     this.canvas.addEventListener('pointermove', (e) => {
       if (dragX === null || !(e.buttons & 1)) return;
       this.start = dragStart; this.move(-(e.clientX - dragX) / (25 * this.geometry().pxMm));
@@ -485,7 +498,7 @@ const strip = {
     document.getElementById('strip-legend').textContent =
       `Paper 25 mm/s, 10 mm/mV (5 or 20 mm/mV when chosen above); the pulse at each row's start is 1 mV. N normal beat, E extra systole; a red triangle marks ` +
       `where the trace leaves its row (drawn clipped). The band under each row is the window quality. Drag, or use the ` +
-      `buttons and slider, to move; Ctrl + wheel or − / + to zoom.`;
+      `buttons, slider or arrow keys, to move; Ctrl + wheel or − / + to zoom; click to place the cursor.`;
   },
 };
 

@@ -117,7 +117,7 @@ TEST(ReportSignal, ChunksDecodeToTheQuantisedSamplesWithGapsKept) {
     if (std::isnan(x[i])) {
       EXPECT_EQ(steps[i], INT32_MIN);
     } else {
-      ASSERT_EQ(steps[i], std::lround(x[i] / 0.0025)) << i;
+      ASSERT_EQ(steps[i], std::lround(x[i] * (1 / 0.0025))) << i;
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cmath>
 #include <stdexcept>
+#include <vector>
 
 namespace zyn::cli {
 namespace {
@@ -13,52 +14,62 @@ constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz
 // Quantised values stay well inside 32 bits so that steps never overflow.
 constexpr double kLargestSteps = 1 << 30;
 
-void append_base64(std::string& out, const std::vector<uint8_t>& bytes) {
+// Appends base64 text of bytes to out, writing into storage sized once.
+void append_base64(std::string& out, const uint8_t* bytes, std::size_t n) {
+  const std::size_t at = out.size();
+  out.resize(at + (n + 2) / 3 * 4);
+  char* o = out.data() + at;
   std::size_t i = 0;
-  for (; i + 3 <= bytes.size(); i += 3) {
+  for (; i + 3 <= n; i += 3) {
     const uint32_t v = (uint32_t{bytes[i]} << 16) | (uint32_t{bytes[i + 1]} << 8) | bytes[i + 2];
-    out += kBase64[v >> 18];
-    out += kBase64[(v >> 12) & 63];
-    out += kBase64[(v >> 6) & 63];
-    out += kBase64[v & 63];
+    *o++ = kBase64[v >> 18];
+    *o++ = kBase64[(v >> 12) & 63];
+    *o++ = kBase64[(v >> 6) & 63];
+    *o++ = kBase64[v & 63];
   }
-  if (const std::size_t rest = bytes.size() - i; rest > 0) {
+  if (const std::size_t rest = n - i; rest > 0) {
     const uint32_t v = (uint32_t{bytes[i]} << 16) | (rest == 2 ? uint32_t{bytes[i + 1]} << 8 : 0u);
-    out += kBase64[v >> 18];
-    out += kBase64[(v >> 12) & 63];
-    out += rest == 2 ? kBase64[(v >> 6) & 63] : '=';
-    out += '=';
+    *o++ = kBase64[v >> 18];
+    *o++ = kBase64[(v >> 12) & 63];
+    *o++ = rest == 2 ? kBase64[(v >> 6) & 63] : '=';
+    *o++ = '=';
   }
 }
 
-void append_code(std::vector<uint8_t>& bytes, uint64_t code) {
+// Writes one code at o (at most 10 bytes); returns the end.
+uint8_t* put_code(uint8_t* o, uint64_t code) {
   while (code >= 0x80) {
-    bytes.push_back(static_cast<uint8_t>(code | 0x80));
+    *o++ = static_cast<uint8_t>(code | 0x80);
     code >>= 7;
   }
-  bytes.push_back(static_cast<uint8_t>(code));
+  *o++ = static_cast<uint8_t>(code);
+  return o;
 }
 
 }  // namespace
 
 void append_encoded_signal(std::string& out, std::span<const double> samples, double rateHz, double unitsPerStep) {
   const auto chunk = static_cast<std::size_t>(std::llround(kSignalChunkSeconds * rateHz));
-  std::vector<uint8_t> bytes;
+  constexpr std::size_t kLongestCodeBytes = 10;
+  std::vector<uint8_t> bytes(chunk * kLongestCodeBytes);
   out.reserve(out.size() + samples.size() * 4 / 3 + samples.size() / chunk * 8 + 16);
+  const double stepsPerUnit = 1.0 / unitsPerStep;
   for (std::size_t first = 0; first < samples.size(); first += chunk) {
-    bytes.clear();
+    uint8_t* o = bytes.data();
     int64_t previous = 0;
     for (const double x : samples.subspan(first, std::min(chunk, samples.size() - first))) {
       if (std::isnan(x)) {
-        bytes.push_back(0);
+        *o++ = 0;
         continue;
       }
-      const auto steps = static_cast<int64_t>(std::clamp(std::nearbyint(x / unitsPerStep), -kLargestSteps, kLargestSteps));
+      // Rounded half away from zero; the clamp keeps infinities in range.
+      const double y = std::clamp(x * stepsPerUnit, -kLargestSteps, kLargestSteps);
+      const auto steps = static_cast<int64_t>(y + (y >= 0 ? 0.5 : -0.5));
       const int64_t delta = steps - previous;
       previous = steps;
-      append_code(bytes, (delta >= 0 ? static_cast<uint64_t>(delta) << 1 : (static_cast<uint64_t>(-delta) << 1) - 1) + 1);
+      o = put_code(o, (delta >= 0 ? static_cast<uint64_t>(delta) << 1 : (static_cast<uint64_t>(-delta) << 1) - 1) + 1);
     }
-    append_base64(out, bytes);
+    append_base64(out, bytes.data(), static_cast<std::size_t>(o - bytes.data()));
     out += '\n';
   }
 }

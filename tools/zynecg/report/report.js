@@ -189,7 +189,8 @@ function fill_facts() {
   document.getElementById('title-file').textContent = meta.file;
   const start = meta.startOfDaySeconds !== null
     ? `${meta.startDate ? meta.startDate + ' ' : ''}${clock(-meta.offsetSeconds)}` : 'not given by the file';
-  const gain = meta.signal200.unitsPerMillivolt !== null
+  const gain = meta.units === 'mV' ? `millivolts${meta.format === 'wfdb' || meta.format === 'edf' ? ', from the header\'s gain' : ''}`
+    : meta.signal200.unitsPerMillivolt !== null
     ? `${+meta.signal200.unitsPerMillivolt.toPrecision(6)} ${meta.units} per mV (${meta.gainSource})`
     : `unknown: drawn as if ${+assumedUnitsPerMv.toPrecision(3)} ${meta.units} were 1 mV (give --gain)`;
   const rows = [
@@ -695,7 +696,7 @@ function draw_spectrum() {
     ctx.fillStyle = '#555'; ctx.textAlign = 'center';
     const label = row.band, textWidth = ctx.measureText(label).width, mid = Math.max(box.left + textWidth / 2, (a + b) / 2);
     const y = mid - textWidth / 2 < lastLabelEnd + 4 ? 20 : 10;
-    ctx.fillText(label, mid, y + 2 - (y === 20 ? -0 : 0));
+    ctx.fillText(label, mid, y + 2);
     if (y === 10) lastLabelEnd = mid + textWidth / 2;
   }
   f.value_ticks('x', 'frequency (Hz)', 8, (v) => String(+v.toPrecision(3)));

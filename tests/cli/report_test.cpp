@@ -163,6 +163,21 @@ TEST(HtmlReport, TheBundledExcerptsPageCarriesItsScriptDataAndSignal) {
   EXPECT_EQ(j["meta"]["signal200"]["samples"], f.ecg200.size());
   EXPECT_EQ(j["meta"]["signal200"]["unitsPerMillivolt"], 1.0);  // the header's gain gives mV
   EXPECT_EQ(std::count(doc.signalLines.begin(), doc.signalLines.end(), '\n'), 10);
+  // Ten minutes are enough for SDNN, not for SDANN nor ULF; the trend has
+  // the two 5-minute segments with their slowest and fastest rates.
+  auto row = [&](const char* table, const char* key, const char* name) {
+    for (const auto& r : (std::string(table) == "time" ? j["timeDomain"] : j["frequencyDomain"]["rows"]))
+      if (r[key] == name) return r;
+    return nlohmann::json();
+  };
+  EXPECT_TRUE(row("time", "key", "sdnn")["needs"].is_null());
+  EXPECT_EQ(row("time", "key", "sdann")["needs"], "needs at least 30 minutes");
+  EXPECT_EQ(row("freq", "band", "ULF")["needs"], "needs about 24 hours");
+  EXPECT_TRUE(row("freq", "band", "HF")["needs"].is_null());
+  EXPECT_NEAR(row("freq", "band", "HF")["powerMs2"].get<double>(), (*f.hrv.frequencyDomain)[4] * 1e6, 1e-6);
+  ASSERT_EQ(j["trend"].size(), 2u);
+  EXPECT_LE(j["trend"][0]["minHr"].get<double>(), j["trend"][0]["meanHr"].get<double>());
+  EXPECT_GE(j["trend"][0]["maxHr"].get<double>(), j["trend"][0]["meanHr"].get<double>());
   const std::string page = render_report(in);
   EXPECT_EQ(page.find("{{"), std::string::npos);
   EXPECT_NE(page.find("id=\"report-data\""), std::string::npos);

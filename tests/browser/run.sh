@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Writes the HTML reports of the bundled 10-minute excerpt and of a 24-hour
-# recording (all 48 MIT-BIH records joined), installs playwright-core from
-# npm into the work folder (never a browser: the system's Chromium is used)
-# and runs report.test.mjs on both. Screenshots land in WORK/screenshots.
+# recording (all 48 MIT-BIH records joined, the file of bench/holter.sh),
+# installs playwright-core from npm into the work folder (never a browser:
+# the system's Chromium is used) and runs report.test.mjs on both. Screenshots land in WORK/screenshots.
 # Exit status 77 (skipped) when Chromium or node is absent.
 set -euo pipefail
 
 while [ $# -gt 0 ]; do
   case "$1" in
-    --work) work=$2 ;; --zynecg) zynecg=$2 ;; --day-tool) day_tool=$2 ;;
+    --work) work=$2 ;; --zynecg) zynecg=$2 ;; --day-tool) day_tool=$2 ;; --day-file) day=$2 ;;
     --source) source=$2 ;; --data) data=$2 ;; --chromium) chromium=$2 ;;
     *) echo "run.sh: unknown option $1" >&2; exit 2 ;;
   esac
@@ -32,14 +32,17 @@ fi
 reports=()
 "$zynecg" analyse "$source/data/mitdb-100-excerpt.hea" --report "$work/excerpt.html" >/dev/null
 reports+=("excerpt=$work/excerpt.html")
-if [ -f "$data/mitdb/100.hea" ]; then
-  day="$work/mitdb-day.i16"
-  [ -s "$day" ] || "$day_tool" "$data/mitdb" "$day"
+if [ -f "$data/mitdb/100.hea" ] && { [ -s "$day" ] || [ -n "$day_tool" ]; }; then
+  mkdir -p "$(dirname "$day")"
+  if [ ! -s "$day" ]; then
+    "$day_tool" "$data/mitdb" "$day.tmp.$$" >/dev/null && mv "$day.tmp.$$" "$day"
+  fi
+  rm -f "$work/day.html"
   "$zynecg" analyse "$day" --fs 360 --raw-type int16 --gain 200 --report "$work/day.html" >/dev/null || true
   [ -s "$work/day.html" ] || { echo "run.sh: no report written for $day" >&2; exit 1; }
   reports+=("day=$work/day.html")
 else
-  echo "MIT-BIH is not in $data/mitdb: the 24-hour report is not checked"
+  echo "no MIT-BIH in $data/mitdb or no make_holter_file (benchmarks off): the 24-hour report is not checked"
 fi
 cd "$work"
 node report.test.mjs --chromium "$chromium" --screenshots "$work/screenshots" "${reports[@]}"

@@ -395,7 +395,7 @@ const strip = {
       const centre = finite.length ? finite[finite.length >> 1] : 0;
       // The row's top 5 mm carry the beat letters; the trace has the rest.
       const yTop = top + 5 * pxMm, yBottom = top + rowPx - 6;
-      const base = yTop + (yBottom - yTop) * 0.68, yOf = (mv) => base - (mv - centre) * this.mmPerMv * pxMm;
+      const base = yTop + (yBottom - yTop) * 0.62, yOf = (mv) => base - (mv - centre) * this.mmPerMv * pxMm;
       // Quality of each window under the row.
       for (let k = lower_bound(q.end, t0 + 1e-9); k < q.codes.length && q.start[k] < t0 + g.rowSeconds; k++) {
         const a = Math.max(t0, q.start[k]), b = Math.min(t0 + g.rowSeconds, q.end[k]);

@@ -154,9 +154,14 @@ TEST(JsonOutput, HoldsTheWholeRecordingResultsTheirPositionsAndTheMeaningOfEachC
 // The bundled excerpt's page holds its template, style, script and data,
 // and the beats and statistics of the analysis.
 TEST(HtmlReport, TheBundledExcerptsPageCarriesItsScriptDataAndSignal) {
-  const RecordingAnalysis f = bundled_excerpt();
+  RecordingAnalysis f = bundled_excerpt();
   const ReportInput in = report_input(f, {});
   EXPECT_EQ(in.normalBeats.size() + in.extraSystoles.size(), f.beats.size());
+  EXPECT_FALSE(in.startOfDaySeconds);  // MIT-BIH headers give no start time
+  f.recording.startTime = "2026-11-24T23:55:30";
+  const ReportInput timed = report_input(f, {});
+  EXPECT_EQ(timed.startDate, "2026-11-24");
+  EXPECT_EQ(timed.startOfDaySeconds, 23 * 3600 + 55 * 60 + 30);
   const ReportDocument doc = report_document(in);
   const auto j = nlohmann::json::parse(doc.json);
   EXPECT_EQ(j["beats"]["normal"].size(), in.normalBeats.size());

@@ -15,7 +15,9 @@ while [ $# -gt 0 ]; do
   shift 2
 done
 skip() { echo "SKIPPED: $*"; exit 77; }
-[ -n "${chromium:-}" ] && [ -x "$chromium" ] || skip "Chromium is not installed (ZYN_WITH_CHROMIUM=1 scripts/install-deps.sh)"
+# A Chromium installed after the build folder was configured is found too.
+[ -n "${chromium:-}" ] && [ -x "$chromium" ] || chromium=$(command -v chromium || command -v chromium-browser || true)
+[ -n "$chromium" ] || skip "Chromium is not installed (ZYN_WITH_CHROMIUM=1 scripts/install-deps.sh)"
 command -v node >/dev/null && command -v npm >/dev/null || skip "node and npm are not installed"
 
 here=$(cd "$(dirname "$0")" && pwd)

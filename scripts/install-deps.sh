@@ -10,13 +10,18 @@ packages=(
   openjdk-17-jdk-headless maven
   libsoxr-dev libedf-dev nlohmann-json3-dev libcli11-dev
 )
-# Optional extras: clang for the libFuzzer targets, Chromium for the test that
-# renders the HTML report (that test skips without it).
+# Optional extras: clang for the libFuzzer targets; Chromium, node and npm
+# for the test that renders the HTML report in a browser (it skips without
+# them; it installs playwright-core from npm into the build folder itself).
 if [ "${ZYN_WITH_CLANG:-0}" = 1 ]; then
   packages+=(clang libclang-rt-14-dev)
 fi
 if [ "${ZYN_WITH_CHROMIUM:-0}" = 1 ]; then
   packages+=(chromium)
+  # A node from elsewhere (for example a newer release with its own npm)
+  # serves as well as Debian's.
+  command -v node >/dev/null || packages+=(nodejs)
+  command -v npm >/dev/null || packages+=(npm)
 fi
 
 missing=()

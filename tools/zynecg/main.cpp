@@ -64,7 +64,7 @@ struct AnalyseArgs {
   std::vector<std::string> files;
   std::string mode = "both", format = "auto", signal, json, report, summary, rawType;
   int32_t start = 0, window = 10;
-  std::optional<double> fullScale, fs;
+  std::optional<double> fullScale, fs, gain;
   unsigned jobs = 1;
 };
 
@@ -97,7 +97,7 @@ int run_analyse(const AnalyseArgs& args) {
         const Progress progress = several ? Progress{} : Progress{[&](std::size_t d, std::size_t t) { bar.update(d, t); }};
         RecordingAnalysis f = analyse_file(file, options, progress);
         summaries[i] = human_summary(f);
-        if (!args.report.empty()) write_file_atomically(per_file_path(args.report, file, several), html_report(f));
+        if (!args.report.empty()) write_file_atomically(per_file_path(args.report, file, several), html_report(f, {args.gain}));
         results[i] = std::move(f);
       } catch (const std::exception& e) {
         failures[i] = e.what();
@@ -165,6 +165,8 @@ int main(int argc, char** argv) {
   analyse->add_option("--fs", a.fs, "sampling rate in Hz (raw files, CSV without time column; overrides headers)");
   analyse->add_option("--json", a.json, "write every result as JSON to this file");
   analyse->add_option("--report", a.report, "write an HTML report (OUT-<name>.html for several files)");
+  analyse->add_option("--gain", a.gain, "ADC units per mV of raw files, for the report's millivolt grid")
+      ->check(CLI::PositiveNumber);
   analyse->add_option("--summary", a.summary, "write the one-line-per-file summary CSV to this file");
   analyse->add_option("--jobs,-j", a.jobs, "files analysed in parallel")->check(CLI::Range(1u, 256u))->capture_default_str();
 

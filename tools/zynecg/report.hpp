@@ -1,33 +1,28 @@
-// The HTML report of one analysed file: a single self-contained page with
-// inline SVG figures (ECG strips with the beats marked and the quality of each
-// window as a coloured band, the RR tachogram, a Lomb spectrum of the NN
-// intervals with the ULF/VLF/LF/HF bands shaded) and the statistics table.
+// The HTML report of one analysed file: a single self-contained page that
+// opens from disk with no network. Overview first (file, signal, start
+// time, beats by class, heart-rate trend, window quality, warnings), then
+// an ECG strip view drawn on demand from the embedded 200 Hz signal, the
+// events (extra systoles, poor-quality windows) and the HRV figures and
+// tables. The page's template, style and script live in report/.
 #pragma once
 
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "output.hpp"
+#include "report_input.hpp"
 
 namespace zyn::cli {
 
-// Seconds of ECG shown as strips on the page itself; later strips are on the
-// page too but shown only when their anchor is followed.
-inline constexpr double kStripSeconds = 10.0;
-inline constexpr double kStripsShownSeconds = 180.0;
-inline constexpr double kStripsMaxSeconds = 3600.0;
-
-struct SpectrumPoint {
-  double frequencyHz;
-  double power;
+struct ReportOptions {
+  // ADC units per millivolt for files whose samples are not in a physical
+  // unit (raw files); the page then draws them in mV.
+  std::optional<double> gainUnitsPerMillivolt;
 };
 
-// Lomb-Scargle periodogram of an unevenly sampled series (times in s),
-// evaluated directly at `count` frequencies from fmin to fmax. For display
-// only; the band powers of the analysis come from the library.
-std::vector<SpectrumPoint> lomb_periodogram(const std::vector<double>& times, const std::vector<double>& values,
-                                            double fminHz, double fmaxHz, std::size_t count);
+// What the report shows of an analysed file.
+ReportInput report_input(const RecordingAnalysis& f, const ReportOptions& options);
 
-std::string html_report(const RecordingAnalysis& f);
+std::string html_report(const RecordingAnalysis& f, const ReportOptions& options = {});
 
 }  // namespace zyn::cli

@@ -24,7 +24,6 @@
 #include "beats/signal_kernels.hpp"
 #include "beats/template_beat.hpp"
 #include "runtime/emx.hpp"
-#include "runtime/parallel.hpp"
 #include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
 #include "runtime/simd.hpp"
@@ -67,14 +66,6 @@ constexpr double kLookBackCorrelation = 0.6;
 constexpr double kLookBackAmplitudeTolerance = 0.8;
 constexpr int kMaxLookBackPasses = 4;
 constexpr double kLookBackRangeOfTemplate = 1.6;
-// Stretches from this duration up share their work with a helper thread.
-constexpr double kHelperMinSeconds = 60.0;
-// Per-beat loops from this count up are split between the two threads (about
-// a minute of beats: shorter loops do not repay the hand-over).
-constexpr std::size_t kMinBeatsForTwoThreads = 64;
-// Each feature range is cut into twice this many pieces for the two threads:
-// small enough that the thread finishing last has little left to do.
-constexpr std::size_t kRangePiecesPerThread = 2;
 // Segment contexts whose sums advance side by side.
 constexpr std::size_t kContextsSideBySide = 4;
 
@@ -325,36 +316,17 @@ void running_noise_sd(std::span<const double> ecg, std::ptrdiff_t w, std::vector
 
 // Phase 3 ranges over +-v samples (0 where the window leaves the signal):
 // of the corrected signal into amplitudeRange, and of its slope
-// x[k + 1] - x[k - 1] (0 at both ends, kept in slope) into slopeRange. Each
-// window's range depends on its samples alone, so the two ranges are shared
-// between the threads in pieces; a signal holding NaN or -0, whose ranges
-// depend on the order of comparisons, keeps each range whole.
+// x[k + 1] - x[k - 1] (0 at both ends, kept in slope) into slopeRange.
 void qrs_ranges(std::span<const double> ecg, std::ptrdiff_t v, std::vector<double>& slope,
-                std::vector<double>& amplitudeRange, std::vector<double>& slopeRange, HelperThread& helper) {
+                std::vector<double>& amplitudeRange, std::vector<double>& slopeRange) {
   const std::size_t n = ecg.size();
   slope.front() = slope.back() = 0.0;
   for (std::size_t k = 1; k + 1 < n; ++k) slope[k] = ecg[k + 1] - ecg[k - 1];
   zero_outside_full_windows(amplitudeRange, v);
   zero_outside_full_windows(slopeRange, v);
   const auto half = static_cast<std::size_t>(v);
-  const std::array<std::span<const double>, 2> inputs = {ecg, slope};
-  const std::array<std::span<double>, 2> outputs = {amplitudeRange, slopeRange};
-  const bool orderFree = extremes_are_order_free(ecg) && extremes_are_order_free(slope);
-  const std::size_t pieces = orderFree ? kRangePiecesPerThread * 2 : 1;
-  const auto range_item = [&](std::size_t item) {
-    const std::size_t which = item / pieces, piece = item % pieces;
-    if (pieces == 1) {
-      sliding_range_centred(inputs[which], half, outputs[which]);
-    } else {
-      sliding_range_centred_part(inputs[which], half, outputs[which], n * piece / pieces, n * (piece + 1) / pieces);
-    }
-  };
-  helper.for_each_shared(
-      2 * pieces, 2,
-      [&](std::size_t first, std::size_t past) {
-        for (std::size_t item = first; item < past; ++item) range_item(item);
-      },
-      1);
+  sliding_range_centred(ecg, half, amplitudeRange);
+  sliding_range_centred(slope, half, slopeRange);
 }
 
 // Phase 3: the QRS feature, amplitude range squared times slope range, into
@@ -647,7 +619,7 @@ void smooth_for_crossings(std::span<const double> ecg, double fs, std::vector<do
 
 // Phase 6: noise test, flatness test, short-segment widening and peak choice.
 void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<const double> raw,
-                          std::span<const double> smoothedWhole, double fs, HelperThread& helper) {
+                          std::span<const double> smoothedWhole, double fs) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const std::ptrdiff_t context = samples_floor(kContextSeconds * fs);
   const OneBased x{ecg}, r{raw}, smoothed{smoothedWhole};
@@ -669,10 +641,9 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
     const std::ptrdiff_t place = best_scored_maximum(r.range(seg.start[i], seg.end[i]), turningPoints);
     if (place > 0) seg.peak[i] = static_cast<double>(place - 1 + seg.start[i]);
   };
-  // Each segment reads and writes only its own entries, so the segments are
-  // shared out between two threads. The crossing rates of a few neighbouring
-  // segments are worked out together (their context sums side by side)
-  // before the tests decide segment by segment.
+  // The crossing rates of a few neighbouring segments are worked out
+  // together (their context sums side by side) before the tests decide
+  // segment by segment.
   const auto choose_in = [&](std::size_t first, std::size_t past) {
     std::array<std::vector<double>, kContextsSideBySide> work;
     TurningPointScratch turningPoints;
@@ -695,7 +666,7 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
       }
     }
   };
-  helper.for_each_shared(seg.start.size(), kMinBeatsForTwoThreads, choose_in);
+  choose_in(0, seg.start.size());
 }
 
 // Phase 7: keep the segments that received a peak.
@@ -715,20 +686,15 @@ void keep_segments_with_peaks(Segments& seg) {
 }
 
 // Phase 8: one row of 2h + 1 median-free samples around each peak (zero when
-// the window leaves the signal). Stored beat by beat; each beat's median is
-// its own, so the beats are shared between the two threads, in runs of whole
-// groups of the eight windows whose medians are found together.
-constexpr std::size_t kBeatsPerMedianRun = 32;
-
-std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<const double> ecg, std::ptrdiff_t h,
-                                             HelperThread& helper) {
+// the window leaves the signal), stored beat by beat.
+std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<const double> ecg, std::ptrdiff_t h) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const auto width = static_cast<std::size_t>(2 * h + 1);
   std::vector<std::vector<double>> rows(seg.peak.size());
   const auto fill_rows = [&](std::size_t first, std::size_t past) {
     std::vector<std::size_t> beats, starts;
     for (std::size_t i = first; i < past; ++i) {
-      rows[i].assign(width, 0.0);  // taken by the thread that fills it
+      rows[i].assign(width, 0.0);
       const auto p = static_cast<std::ptrdiff_t>(seg.peak[i]);
       if (!(p - h > 0 && p + h <= n)) continue;
       beats.push_back(i);
@@ -742,14 +708,14 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
       for (std::size_t k = 0; k < width; ++k) row[k] = window[k] - medians[j];
     }
   };
-  helper.for_each_shared(seg.peak.size(), kMinBeatsForTwoThreads, fill_rows, kBeatsPerMedianRun);
+  fill_rows(0, seg.peak.size());
   return rows;
 }
 
 // Phase 9 steps 2 and 3: correlation of each segment with the template,
 // premature-beat rule and class split; class-1 peaks refined on the raw signal.
 Classes classify_beats(const Segments& seg, const Centred& tmpl, std::span<const double> ecg,
-                       std::span<const double> raw, double fs, std::ptrdiff_t h, HelperThread& helper) {
+                       std::span<const double> raw, double fs, std::ptrdiff_t h) {
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
   const OneBased r{raw};
   std::ptrdiff_t longest = 0;
@@ -760,13 +726,13 @@ Classes classify_beats(const Segments& seg, const Centred& tmpl, std::span<const
     return seg.end[i] >= seg.start[i] && (seg.start[i] - h <= 0 || seg.end[i] + h >= n);
   };
 
-  // The best template match of each segment depends on that segment alone,
-  // so the matches are shared between the two threads; the decisions, which
-  // depend on the beats accepted before, follow in order.
+  // The best template match of each segment depends on that segment alone;
+  // the decisions, which depend on the beats accepted before, follow in
+  // order.
   std::vector<LocalPeak> matches(seg.start.size());
-  helper.for_each_shared(seg.start.size(), kMinBeatsForTwoThreads, [&](std::size_t first, std::size_t past) {
+  {
     std::vector<double> buffer(bufferLength);
-    for (std::size_t i = first; i < past; ++i) {
+    for (std::size_t i = 0; i < seg.start.size(); ++i) {
       if (reaches_end(i)) continue;
       std::fill(buffer.begin(), buffer.end(), 0.0);
       if (seg.end[i] >= seg.start[i]) {
@@ -775,7 +741,7 @@ Classes classify_beats(const Segments& seg, const Centred& tmpl, std::span<const
       }
       matches[i] = find_local_peak(buffer);
     }
-  });
+  }
 
   Classes out;
   double lastNormal = 0.0;
@@ -846,8 +812,7 @@ std::vector<double> sorted_positive_union(const Classes& c) {
 // missed beats is filled one beat per pass; a pass that adds nothing new ends
 // it.
 bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<double>& tmplRow,
-                    std::span<const double> ecg, std::span<const double> raw, double fs, std::ptrdiff_t h,
-                    HelperThread& helper) {
+                    std::span<const double> ecg, std::span<const double> raw, double fs, std::ptrdiff_t h) {
   const std::vector<double> p = sorted_positive_union(classes);
   if (p.size() < 2) return false;
   const auto n = static_cast<std::ptrdiff_t>(ecg.size());
@@ -861,8 +826,8 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
   const std::size_t lags = static_cast<std::size_t>(4 * h);
 
   // The beat found in the gap after p[j], or 0 for none. It depends on the
-  // positions of the pass's start only, so the gaps are shared between the
-  // threads; the beats found go into the class-1 list in gap order after.
+  // positions of the pass's start only; the beats found go into the class-1
+  // list in gap order after.
   const auto beat_in_gap = [&](std::size_t j, std::vector<double>& corr) {
     const double gap = p[j + 1] - p[j];
     const double previous = p[j] - p[j - 1];
@@ -905,10 +870,8 @@ bool look_back_once(Classes& classes, const Centred& tmpl, const std::vector<dou
     return refined;
   };
   std::vector<double> found(p.size(), 0.0);
-  helper.for_each_shared(p.size() - 1, kMinBeatsForTwoThreads, [&](std::size_t first, std::size_t past) {
-    std::vector<double> corr;
-    for (std::size_t j = std::max<std::size_t>(first, 1); j < past; ++j) found[j] = beat_in_gap(j, corr);
-  });
+  std::vector<double> corr;
+  for (std::size_t j = 1; j + 1 < p.size(); ++j) found[j] = beat_in_gap(j, corr);
   bool added = false;
   for (double beat : found) {
     if (!(beat > 0.0)) continue;
@@ -974,21 +937,9 @@ LocalPeak find_local_peak(std::span<const double> x) {
   return best;
 }
 
-HelperThread helper_for(std::size_t samples, double fs) {
-  return HelperThread(static_cast<double>(samples) >= kHelperMinSeconds * fs);
-}
+ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) { return analyze_ecg_r(ecg, ecg, fs); }
 
-ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs) {
-  HelperThread helper = helper_for(ecg.size(), fs);
-  return analyze_ecg_r(ecg, fs, helper);
-}
-
-ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread& helper) {
-  return analyze_ecg_r(ecg, ecg, fs, helper);
-}
-
-ClassifiedBeats analyze_ecg_r(std::span<const double> input, std::span<double> ecg, double fs,
-                              HelperThread& helper) {
+ClassifiedBeats analyze_ecg_r(std::span<const double> input, std::span<double> ecg, double fs) {
   const auto n = static_cast<std::ptrdiff_t>(input.size());
   if (n == 0 || ecg.size() != input.size()) return unusable();
 
@@ -1003,49 +954,35 @@ ClassifiedBeats analyze_ecg_r(std::span<const double> input, std::span<double> e
   const std::size_t distinctRaw = count_distinct_up_to(*raw, kMinDistinctInSignal);
 
   // Phases 2 to 4: noise level, QRS feature, envelope and detection mask.
-  // Both threads share the feature's two ranges (the helper joins when it is
-  // done with the coarse detector); the helper then works out the noise
-  // level and the light smoothing for phase 6, while this thread takes the
-  // envelope, its trend and the mask. The arrays are taken here, from this
-  // thread's pool: the helper thread lives for one analysis, and memory taken
-  // there would be faulted in afresh every time. Every sample of them is
-  // written before it is read.
+  // Every sample of the arrays is written before it is read.
   const std::size_t samples = ecg.size();
   const PooledSamples::Overwritten full{samples};
   PooledSamples slope(full), slopeRange(full), feature(full), noiseSd(full), env(full), trend(full);
   PooledSamples smoothedWhole(PooledSamples::Room{crossings_smooth_directly(fs) ? samples : 0});
-  qrs_ranges(ecg, samples_floor(kRangeHalfWindowSeconds * fs), *slope, *feature, *slopeRange, helper);
-  // The mask waits for the noise level only; the light smoothing is done
-  // while the mask and the segments are formed.
-  Pending<void> noiseLevel = helper.start([&ecg, &noiseSd, fs] {
-    running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
-  });
-  Pending<void> lightSmoothing = helper.start([&ecg, &smoothedWhole, fs] {
-    smooth_for_crossings(ecg, fs, *smoothedWhole);
-  });
+  qrs_ranges(ecg, samples_floor(kRangeHalfWindowSeconds * fs), *slope, *feature, *slopeRange);
+  running_noise_sd(ecg, samples_floor(kNoiseHalfWindowSeconds * fs), *noiseSd);
+  smooth_for_crossings(ecg, fs, *smoothedWhole);
   weight_by_slope_range(*feature, *slopeRange);
   feature_envelope(*feature, samples_floor(kEnvelopeHalfWindowSeconds * fs), *env);
   envelope_trend(*env, fs, *trend);
-  noiseLevel.get();
   const std::vector<unsigned char> mask = detection_mask(*env, *noiseSd, *trend);
 
   // Phases 5 to 7: candidate segments, one R peak per accepted segment.
   Segments seg = candidate_segments(mask);
-  lightSmoothing.get();
-  choose_segment_peaks(seg, ecg, *raw, *smoothedWhole, fs, helper);
+  choose_segment_peaks(seg, ecg, *raw, *smoothedWhole, fs);
   keep_segments_with_peaks(seg);
 
   // Phase 8: beat matrix; too few beats or a coarsely quantised signal is unusable.
   const std::ptrdiff_t h = samples_floor(kBeatHalfWindowSeconds * fs);
   if (seg.peak.size() < 2 || distinctRaw < kMinDistinctInSignal) return unusable();
-  const std::vector<std::vector<double>> rows = beat_matrix(seg, ecg, h, helper);
+  const std::vector<std::vector<double>> rows = beat_matrix(seg, ecg, h);
 
   // Phase 9: template, classes, look-back for missed beats.
   const std::vector<double>& tmplRow = rows[choose_template(rows)];
   const Centred tmpl = centre(tmplRow);
-  Classes classes = classify_beats(seg, tmpl, ecg, *raw, fs, h, helper);
+  Classes classes = classify_beats(seg, tmpl, ecg, *raw, fs, h);
   for (int pass = 0; pass < kMaxLookBackPasses; ++pass) {
-    if (!look_back_once(classes, tmpl, tmplRow, ecg, *raw, fs, h, helper)) break;
+    if (!look_back_once(classes, tmpl, tmplRow, ecg, *raw, fs, h)) break;
   }
 
   // Phase 10.

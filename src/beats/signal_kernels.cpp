@@ -176,17 +176,6 @@ ZYN_WIDEST_VECTORS bool extremes_are_order_free(std::span<const double> x) {
   return unordered == 0;
 }
 
-void sliding_range_centred_part(std::span<const double> x, std::size_t half, std::span<double> out,
-                                std::size_t first, std::size_t past) {
-  if (!window_fits(x, half, out)) return;
-  first = std::max(first, half);
-  past = std::min(past, x.size() - half);
-  if (first >= past) return;
-  // The windows centred on first .. past - 1 cover x[first - half, past + half).
-  const std::size_t from = first - half, length = past - first + 2 * half;
-  sliding_range_by_doubling(x.subspan(from, length), half, out.subspan(from, length));
-}
-
 void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
   if (!window_fits(x, half, out)) return;
   if (extremes_are_order_free(x)) {

@@ -18,11 +18,6 @@ namespace zyn::beats {
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out);
 // out[k] = max - min of x[k - half .. k + half], same coverage as above.
 void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out);
-// The same for the centres k in [first, past) alone. Its values are those
-// of the whole-signal call when x is order-free (below); otherwise the
-// whole-signal call must be used.
-void sliding_range_centred_part(std::span<const double> x, std::size_t half, std::span<double> out,
-                                std::size_t first, std::size_t past);
 // True when the extreme of any window of x is one value whatever the order
 // of comparisons: no NaN and no negative zero.
 bool extremes_are_order_free(std::span<const double> x);

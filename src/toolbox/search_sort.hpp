@@ -29,6 +29,8 @@ IntervalCounts count_within(std::span<const double> x, double low, double high);
 // The elements of x within [low, high], in input order; `inside` is their
 // count, as count_within gives it.
 std::vector<double> elements_within(std::span<const double> x, double low, double high, std::size_t inside);
+// Their 1-based positions, ascending.
+std::vector<int64_t> positions_within(std::span<const double> x, double low, double high, std::size_t inside);
 
 // 1-based positions of the elements of x above threshold (never a NaN),
 // ascending.

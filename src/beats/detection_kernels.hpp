@@ -1,0 +1,85 @@
+// Kernels of the R-peak detector: loops whose lanes are independent (one
+// window, one sample, one sum per lane), written for speed. Each gives the
+// bits of the plain loop its comment states, whatever vector unit runs it.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+namespace zyn::beats {
+
+// sd[j] = sqrt((q[j] - s[j]^2 / width) / dof) for j < count: standard
+// deviations of windows from their sums s and sums of squares q.
+void standard_deviations_from_sums(const double* s, const double* q, std::size_t count, double width, double dof,
+                                   double* sd);
+
+// The threshold test env[k] > noiseWeight * noiseSd[k]^3 + trendWeight *
+// trend[k] with the cube taken as two products: mask[k] = 1 where it holds
+// beyond a relative 1e-12 of equality, 0 where it fails likewise, and
+// kUndecidedCrossing elsewhere (near-ties and NaN), for the caller to settle
+// with the library power function. The two cubes differ by a few units in
+// the last place at most, so every decided sample agrees with it.
+inline constexpr unsigned char kUndecidedCrossing = 2;
+void mark_clear_crossings(const double* env, const double* noiseSd, const double* trend, std::size_t n,
+                          double noiseWeight, double trendWeight, unsigned char* mask);
+
+// The places j (1-based, 1 <= j < mask.size()) where mask rises from its
+// previous sample into rises, and where it falls into falls, in order.
+void mask_changes(std::span<const unsigned char> mask, std::vector<std::ptrdiff_t>& rises,
+                  std::vector<std::ptrdiff_t>& falls);
+
+// Sum over consecutive samples of |sign(x[k] - mean) - sign(x[k-1] - mean)|,
+// a sign being -1, 0 or +1 (0 for an exact zero or NaN): each crossing of
+// the mean counts 2.
+int64_t sign_steps_about(std::span<const double> x, double mean);
+
+// Turning points: code[k] = kMaximumCode where y rises into k and does not
+// rise after it, kMinimumCode where y does not rise into k and rises after
+// it, 0 elsewhere, for 0 < k < n - 1 (the ends are not written).
+inline constexpr unsigned char kMaximumCode = 1;
+inline constexpr unsigned char kMinimumCode = 2;
+void code_turning_points(const double* y, std::size_t n, unsigned char* code);
+
+// Correlation coefficients of a centred template (its samples minus their
+// mean, and their sum of squares) with the windows of x centred on count
+// consecutive samples, the first centred on 0-based index first:
+// out[u] = cov(t, w) / (sqrt(var(w)) * sqrt(var(t))) for the window w of
+// the template's length centred on first + u, with the divisor n - 1,
+// each window's mean and sums added in sample order (constant windows give
+// NaN). Every window must lie inside x.
+void correlate_windows(std::span<const double> centredTemplate, double templateSumSquares, std::span<const double> x,
+                       std::size_t first, std::size_t count, std::span<double> out);
+
+// Sums of Count series given in consecutive pieces (each series' first piece
+// non-empty), each added in its own order from its first element. A sum is a
+// serial chain of additions; the Count chains advance side by side through
+// the middle pieces, so the processor overlaps them.
+using Pieces = std::array<std::span<const double>, 3>;
+template <std::size_t Count>
+std::array<double, Count> ordered_sums(const std::array<Pieces, Count>& xs) {
+  std::array<double, Count> totals{};
+  const auto add_in_turn = [&totals](std::size_t r, std::span<const double> piece) {
+    for (double v : piece) totals[r] += v;
+  };
+  std::size_t common = std::numeric_limits<std::size_t>::max();
+  for (std::size_t r = 0; r < Count; ++r) {
+    totals[r] = xs[r][0][0];
+    add_in_turn(r, xs[r][0].subspan(1));
+    common = std::min(common, xs[r][1].size());
+  }
+  for (std::size_t k = 0; k < common; ++k) {
+    for (std::size_t r = 0; r < Count; ++r) totals[r] += xs[r][1][k];
+  }
+  for (std::size_t r = 0; r < Count; ++r) {
+    add_in_turn(r, xs[r][1].subspan(common));
+    add_in_turn(r, xs[r][2]);
+  }
+  return totals;
+}
+
+}  // namespace zyn::beats

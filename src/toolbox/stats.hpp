@@ -101,6 +101,14 @@ double corr(std::span<const double> x, std::span<const double> y);
 // not positive.
 void corrcoef(std::span<const double> X, int32_t rows, int32_t cols, std::vector<double>& R);
 
+// The most typical column of the rows x cols matrix X (column-major, one
+// series of `rows` samples per column): 0-based index of the column whose
+// entries of corrcoef(X) add up highest (in row order, from 0), the first of
+// equal sums (a NaN sum never wins over an earlier column). The same
+// column as summing the whole matrix, from about one dot product per column
+// in all but near-ties (most_correlated.cpp). 0 without columns.
+std::size_t most_correlated_column(std::span<const double> X, std::size_t rows, std::size_t cols);
+
 // Plain kurtosis (mean of d^4) / (mean of d^2)^2 of the deviations d from the
 // mean: about 3 for normal data, not reduced by 3. Centres x in place. Empty
 // input gives NaN.

@@ -236,6 +236,44 @@ TEST(CorrelationMatrix, KnownAnswersConstantColumnAndBounds) {
   for (double v : contents(R)) EXPECT_TRUE(std::isnan(v));
 }
 
+// The most typical column is the first largest column sum of corrcoef(),
+// whether the rounding bound settles it or the sums are formed in full:
+// independent series, near-identical beats (near-ties the bound cannot
+// separate), many identical ones, a constant series and a NaN sample.
+TEST(MostCorrelatedColumn, IsTheFirstLargestColumnSumOfTheCoefficientMatrix) {
+  std::mt19937_64 rng(21);
+  std::normal_distribution<double> noise(0.0, 1.0);
+  const std::size_t rows = 33;
+  for (int shape = 0; shape < 5; ++shape) {
+    for (std::size_t cols : {1u, 2u, 3u, 17u, 60u, 200u}) {
+      V beat(rows), X(rows * cols);
+      for (double& v : beat) v = noise(rng);
+      for (std::size_t j = 0; j < cols; ++j) {
+        for (std::size_t k = 0; k < rows; ++k) {
+          double& v = X[j * rows + k];
+          switch (shape) {
+            case 0: v = noise(rng); break;
+            case 1: v = beat[k] * (1.0 + 0.01 * static_cast<double>(j % 3)) + 1e-12 * noise(rng); break;
+            case 2: v = beat[k]; break;
+            case 3: v = j == cols / 2 ? 0.5 : beat[k] + 0.3 * noise(rng); break;
+            default: v = j == 1 && k == 4 ? kNaN : beat[k] + 0.3 * noise(rng); break;
+          }
+        }
+      }
+      V R;
+      zyn::corrcoef(X, static_cast<int32_t>(rows), static_cast<int32_t>(cols), R);
+      std::size_t best = 0;
+      V sums(cols, 0.0);
+      for (std::size_t j = 0; j < cols; ++j) {
+        for (std::size_t i = 0; i < cols; ++i) sums[j] += R[i + j * cols];
+        if (sums[j] > sums[best]) best = j;
+      }
+      EXPECT_EQ(zyn::most_correlated_column(X, rows, cols), best) << "shape " << shape << " cols " << cols;
+    }
+  }
+  EXPECT_EQ(zyn::most_correlated_column({}, 33, 0), 0u);
+}
+
 TEST(Kurtosis, MomentRatioAndCentringInPlace) {
   auto x = column_of({3, 5, 3, 5, 3, 5});
   EXPECT_EQ(m_kurtosis_emlc(x.get()), 1.0);

@@ -121,11 +121,10 @@ std::vector<int32_t> radix_sort_permutation(std::span<const double> values) {
 
 std::vector<int32_t> sort_permutation(std::span<const double> values) {
   // A stable sort's permutation is unique for a given order, so the radix
-  // sort and std::stable_sort both reproduce the bottom-up merge (pairs
-  // first, then runs of 2, 4, 8, ... with the left head winning ties)
-  // exactly. "Strictly before" is the negation of precedes_or_equals with the
-  // arguments swapped; it is a strict weak order in which equal numbers form
-  // one class and all NaNs another.
+  // sort and std::stable_sort give the same one. "Strictly before" is the
+  // negation of precedes_or_equals with the arguments swapped; it is a
+  // strict weak order in which equal numbers form one class and all NaNs
+  // another.
   // Input already in that order (beat positions usually are) keeps it.
   const auto strictly_before = [](double a, double b) { return !precedes_or_equals(b, a); };
   if (std::is_sorted(values.begin(), values.end(), strictly_before)) {

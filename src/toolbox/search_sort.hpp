@@ -4,8 +4,11 @@
 // These routines carry no units: they work on sample positions, intervals or
 // amplitudes alike. Every position they return is 1-based (position 1 is the
 // first element of the span), as the analysis code indexes its arrays that way.
-// The sort is a stable bottom-up merge sort in which NaN sorts after every
-// number and equal values (and NaNs among themselves) keep their input order.
+// The sort is stable: NaN sorts after every number, and equal values (and
+// NaNs among themselves) keep their input order. A stable sort's permutation
+// is unique, so the methods behind it give the same one: input already in
+// order is kept, 256 values or more are put in order by a radix sort of
+// order-preserving integer keys, fewer by std::stable_sort.
 #pragma once
 
 #include <cstddef>

@@ -59,25 +59,33 @@ HWY_BEFORE_NAMESPACE();
 namespace zyn::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
+// The counts grow in integer lanes (one count per lane, summed at the end).
 IntervalCounts count_within_lanes(std::span<const double> x, double low, double high) {
   const hn::ScalableTag<double> d;
+  const hn::RebindToSigned<decltype(d)> di;
   const std::size_t lanes = hn::Lanes(d);
   const auto lowest = hn::Set(d, low);
   const auto highest = hn::Set(d, high);
-  IntervalCounts c{0, 0};
+  const auto one = hn::Set(di, 1);
+  auto below = hn::Zero(di);
+  auto inside = hn::Zero(di);
   std::size_t k = 0;
   for (; k + lanes <= x.size(); k += lanes) {
     const auto v = hn::LoadU(d, x.data() + k);
-    c.below += hn::CountTrue(d, hn::Lt(v, lowest));
-    c.inside += hn::CountTrue(d, hn::And(hn::Ge(v, lowest), hn::Le(v, highest)));
+    below = hn::Add(below, hn::IfThenElseZero(hn::RebindMask(di, hn::Lt(v, lowest)), one));
+    const auto within = hn::And(hn::Ge(v, lowest), hn::Le(v, highest));
+    inside = hn::Add(inside, hn::IfThenElseZero(hn::RebindMask(di, within), one));
   }
   const IntervalCounts tail = plain::count_within(x.subspan(k), low, high);
-  return {c.below + tail.below, c.inside + tail.inside};
+  return {static_cast<std::size_t>(hn::GetLane(hn::SumOfLanes(di, below))) + tail.below,
+          static_cast<std::size_t>(hn::GetLane(hn::SumOfLanes(di, inside))) + tail.inside};
 }
 
 // The elements inside (or their positions) of each vector are packed
 // together by one compressing store, which writes a whole vector: out needs
-// room for the count plus a vector of lanes.
+// room for the count plus a vector of lanes. Most vectors hold none (the
+// median's bracket keeps about one sample in a hundred), and those skip the
+// store, which is costly where the processor has no compressing store.
 static_assert(HWY_MAX_BYTES <= simd::kWidestVectorBytes);
 
 template <class Out>
@@ -94,6 +102,10 @@ std::size_t keep_within_lanes(std::span<const double> x, double low, double high
   for (; k + lanes <= x.size(); k += lanes) {
     const auto v = hn::LoadU(d, x.data() + k);
     const auto inside = hn::And(hn::Ge(v, lowest), hn::Le(v, highest));
+    if (hn::AllFalse(d, inside)) {
+      if constexpr (!std::is_same_v<Out, double>) positions = hn::Add(positions, step);
+      continue;
+    }
     if constexpr (std::is_same_v<Out, double>) {
       count += hn::CompressStore(v, inside, d, out + count);
     } else {

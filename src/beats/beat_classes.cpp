@@ -16,6 +16,7 @@
 #include "runtime/scalar.hpp"
 #include "toolbox/reductions.hpp"
 #include "toolbox/sets.hpp"
+#include "toolbox/stats.hpp"
 
 namespace zyn::beats {
 namespace {
@@ -90,15 +91,7 @@ std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<cons
   return rows;
 }
 
-CentredTemplate centred_template(const std::vector<double>& row) {
-  CentredTemplate t;
-  t.row = row;
-  const double mean = sum(row) / static_cast<double>(row.size());
-  t.values.resize(row.size());
-  for (std::size_t k = 0; k < row.size(); ++k) t.values[k] = row[k] - mean;
-  for (double v : t.values) t.sumSquares += v * v;
-  return t;
-}
+CentredTemplate centred_template(const std::vector<double>& row) { return {row, centre(row)}; }
 
 Classes classify_beats(const Segments& seg, const CentredTemplate& tmpl, std::span<const double> ecg,
                        std::span<const double> raw, double fs, std::ptrdiff_t h) {
@@ -122,8 +115,8 @@ Classes classify_beats(const Segments& seg, const CentredTemplate& tmpl, std::sp
       if (reaches_end(i)) continue;
       std::fill(buffer.begin(), buffer.end(), 0.0);
       if (seg.end[i] >= seg.start[i]) {
-        correlate_windows(tmpl.values, tmpl.sumSquares, ecg, static_cast<std::size_t>(seg.start[i] - 1),
-                          static_cast<std::size_t>(seg.end[i] - seg.start[i] + 1), buffer);
+        window_correlations(tmpl.centred, ecg, static_cast<std::size_t>(seg.start[i] - 1 - h),
+                            static_cast<std::size_t>(seg.end[i] - seg.start[i] + 1), buffer);
       }
       matches[i] = find_local_peak(buffer);
     }
@@ -215,8 +208,8 @@ bool look_back_once(Classes& classes, const CentredTemplate& tmpl, std::span<con
     while (past < lags && window_inside(past)) ++past;
     if (past > inside) {
       const auto firstCentre = static_cast<std::ptrdiff_t>(scanStart + static_cast<double>(inside));
-      correlate_windows(tmpl.values, tmpl.sumSquares, ecg, static_cast<std::size_t>(firstCentre - 1), past - inside,
-                        std::span<double>(corr).subspan(inside));
+      window_correlations(tmpl.centred, ecg, static_cast<std::size_t>(firstCentre - 1 - h), past - inside,
+                          std::span<double>(corr).subspan(inside));
     }
     // Height at a lag above the mean of its compared stretch, over the
     // template's range; 0 for a lag whose window leaves the signal.

@@ -13,6 +13,7 @@
 #include "beats/detector_stages.hpp"
 #include "beats/detector_units.hpp"
 #include "beats/signal_kernels.hpp"
+#include "toolbox/sets.hpp"
 #include "toolbox/stats.hpp"
 
 namespace zyn::beats {
@@ -27,6 +28,24 @@ constexpr double kMinSegmentSeconds = 0.15;
 constexpr double kFallWeight = 1.9;
 // Segment contexts whose sums advance side by side.
 constexpr std::size_t kContextsSideBySide = 4;
+// Moving averages up to this half width are summed sample by sample (so any
+// stretch of a signal smooths to the same interior values as the whole
+// signal); wider ones keep a running sum.
+constexpr std::size_t kDirectSumHalfWidth = 4;
+
+std::size_t light_smoothing_half_width(double fs) { return smoothing_half_width(fs / kCrossingSpanDivisor + 1.0); }
+
+// The light smoothing of x into out (x's length).
+void smooth_lightly(std::span<const double> x, std::span<double> out, double fs) {
+  const std::size_t half = std::min(light_smoothing_half_width(fs), x.size());
+  if (x.size() < 2 || half == 0) {
+    std::copy(x.begin(), x.end(), out.begin());
+  } else if (half <= kDirectSumHalfWidth) {
+    smooth_directly(x, out, half);
+  } else {
+    smooth_moving_average(x, out, fs / kCrossingSpanDivisor + 1.0);
+  }
+}
 
 double kurtosis_of(std::span<const double> x) {
   std::vector<double> centred(x.begin(), x.end());  // the kurtosis centres its input
@@ -46,17 +65,18 @@ double kurtosis_of(std::span<const double> x) {
 Pieces smooth_context(std::span<const double> context, std::span<const double> smoothedContext, double fs,
                       std::vector<double>& work) {
   const std::size_t len = context.size();
-  const std::size_t half = smoothing_half_width(fs / kCrossingSpanDivisor + 1.0);
+  const std::size_t half = light_smoothing_half_width(fs);
   if (!smoothedContext.empty() && half >= 1 && half <= kDirectSumHalfWidth && len >= 2) {
     const std::size_t head = std::min(half, len);
     const std::size_t tail = std::max(head, len - head);  // where the recomputed tail starts
     work.resize(head + len - tail);
-    for (std::size_t k = 0; k < head; ++k) work[k] = smoothed_sample(context, k, half);
-    for (std::size_t k = tail; k < len; ++k) work[head + k - tail] = smoothed_sample(context, k, half);
+    for (std::size_t k = 0; k < head; ++k) work[k] = moving_average_at(context, k, half);
+    for (std::size_t k = tail; k < len; ++k) work[head + k - tail] = moving_average_at(context, k, half);
     const std::span<const double> recomputed(work);
     return {recomputed.first(head), smoothedContext.subspan(head, tail - head), recomputed.subspan(head)};
   }
-  smooth_into(context, work, fs / kCrossingSpanDivisor + 1.0);
+  work.resize(len);
+  smooth_lightly(context, work, fs);
   return {std::span<const double>(work), {}, {}};
 }
 
@@ -166,18 +186,10 @@ std::ptrdiff_t best_scored_maximum(std::span<const double> y, TurningPointScratc
   return winner;
 }
 
-bool contexts_read_whole_smoothing(double fs) {
-  return smoothing_half_width(fs / kCrossingSpanDivisor + 1.0) <= kDirectSumHalfWidth;
-}
+bool contexts_read_whole_smoothing(double fs) { return light_smoothing_half_width(fs) <= kDirectSumHalfWidth; }
 
 void smooth_whole_for_contexts(std::span<const double> ecg, double fs, std::span<double> smoothed) {
-  if (!contexts_read_whole_smoothing(fs)) return;
-  const std::size_t half = std::min(smoothing_half_width(fs / kCrossingSpanDivisor + 1.0), ecg.size());
-  if (ecg.size() < 2 || half == 0) {
-    std::copy(ecg.begin(), ecg.end(), smoothed.begin());
-  } else {
-    smooth_direct(ecg, smoothed, half);
-  }
+  if (contexts_read_whole_smoothing(fs)) smooth_lightly(ecg, smoothed, fs);
 }
 
 void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<const double> raw,

@@ -45,16 +45,6 @@ inline constexpr unsigned char kMaximumCode = 1;
 inline constexpr unsigned char kMinimumCode = 2;
 void code_turning_points(const double* y, std::size_t n, unsigned char* code);
 
-// Correlation coefficients of a centred template (its samples minus their
-// mean, and their sum of squares) with the windows of x centred on count
-// consecutive samples, the first centred on 0-based index first:
-// out[u] = cov(t, w) / (sqrt(var(w)) * sqrt(var(t))) for the window w of
-// the template's length centred on first + u, with the divisor n - 1,
-// each window's mean and sums added in sample order (constant windows give
-// NaN). Every window must lie inside x.
-void correlate_windows(std::span<const double> centredTemplate, double templateSumSquares, std::span<const double> x,
-                       std::size_t first, std::size_t count, std::span<double> out);
-
 // Sums of Count series given in consecutive pieces (each series' first piece
 // non-empty), each added in its own order from its first element. A sum is a
 // serial chain of additions; the Count chains advance side by side through

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "beats/rpeak_classifier.hpp"
+#include "toolbox/stats.hpp"
 
 namespace zyn::beats {
 
@@ -78,11 +79,10 @@ void choose_segment_peaks(Segments& seg, std::span<const double> ecg, std::span<
 // when the window leaves the signal).
 std::vector<std::vector<double>> beat_matrix(const Segments& seg, std::span<const double> ecg, std::ptrdiff_t h);
 
-// The template beat, centred on its mean, with its sum of squares.
+// The template beat as chosen, and centred on its mean.
 struct CentredTemplate {
-  std::vector<double> row;     // the template's samples as chosen
-  std::vector<double> values;  // row minus its mean
-  double sumSquares = 0.0;
+  std::vector<double> row;
+  CentredSeries centred;
 };
 CentredTemplate centred_template(const std::vector<double>& row);
 

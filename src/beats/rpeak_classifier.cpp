@@ -20,10 +20,10 @@
 
 #include "beats/detector_stages.hpp"
 #include "beats/detector_units.hpp"
-#include "beats/signal_kernels.hpp"
 #include "beats/template_beat.hpp"
 #include "runtime/emx.hpp"
 #include "runtime/sample_pool.hpp"
+#include "toolbox/sets.hpp"
 #include "zynecgsolver/beats.h"
 
 namespace zyn::beats {

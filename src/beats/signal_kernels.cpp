@@ -134,31 +134,6 @@ bool window_fits(std::span<const double> x, std::size_t half, std::span<double> 
   return half < x.size() && 2 * half + 1 <= x.size() && out.size() >= x.size();
 }
 
-// out[j] = mean of the 2 * half + 1 samples from[j ..], each sum added in
-// sample order from 0 as smoothed_sample adds it. The windows are taken a
-// block at a time, one window per vector lane: every lane adds its samples in
-// the same order, so the sums are those of the window-by-window loop.
-ZYN_WIDEST_VECTORS void sum_full_windows(const double* from, double* out, std::size_t count, std::size_t half) {
-  constexpr std::size_t kBlock = 512;
-  const std::size_t width = 2 * half + 1;
-  const auto divisor = static_cast<double>(width);
-  double sums[kBlock];
-  for (std::size_t first = 0; first < count; first += kBlock) {
-    const std::size_t m = std::min(kBlock, count - first);
-    for (std::size_t j = 0; j < m; ++j) sums[j] = 0.0;
-    for (std::size_t i = 0; i < width; ++i) {
-      const double* column = from + first + i;
-      for (std::size_t j = 0; j < m; ++j) sums[j] += column[j];
-    }
-    for (std::size_t j = 0; j < m; ++j) out[first + j] = sums[j] / divisor;
-  }
-}
-
-uint64_t key_of(double v) {
-  if (v == 0.0) v = 0.0;  // +0 and -0 are one value
-  return std::bit_cast<uint64_t>(v);
-}
-
 }  // namespace
 
 // No NaN (which the picks pass on asymmetrically) and no negative zero
@@ -199,81 +174,6 @@ void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<
   } else {
     sliding_extreme_van_herk<Greater>(x, half, out);
   }
-}
-
-std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
-  if (cap == 0) return 0;
-  std::size_t slots = 16;
-  while (slots < 4 * cap) slots *= 2;
-  std::vector<uint64_t> table(slots);
-  std::vector<unsigned char> used(slots, 0);
-  std::size_t count = 0;
-  for (double v : x) {
-    if (std::isnan(v)) {  // no two NaN samples are ever merged
-      if (++count >= cap) return cap;
-      continue;
-    }
-    const uint64_t key = key_of(v);
-    std::size_t slot = static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ull) >> 40) & (slots - 1);
-    while (used[slot] && table[slot] != key) slot = (slot + 1) & (slots - 1);
-    if (used[slot]) continue;
-    used[slot] = 1;
-    table[slot] = key;
-    if (++count >= cap) return cap;
-  }
-  return count;
-}
-
-void smooth_into(std::span<const double> x, std::vector<double>& out, double span) {
-  const std::size_t n = x.size();
-  const std::size_t half = std::min(smoothing_half_width(span), n);
-  out.resize(n);
-  if (n < 2 || half == 0) {
-    std::copy(x.begin(), x.end(), out.begin());
-  } else if (half <= kDirectSumHalfWidth) {
-    smooth_direct(x, out, half);
-  } else {
-    smooth_moving_average(x, out, span);
-  }
-}
-
-void smooth_in_place(std::vector<double>& x, double span) {
-  const std::vector<double> original(x.begin(), x.end());
-  smooth_into(original, x, span);
-}
-
-std::size_t smoothing_half_width(double span) {
-  if (!(span > 0.0)) return 0;
-  const double widthValue = 2.0 * ceil_trunc(span / 2.0) - 1.0;
-  if (!(widthValue >= 3.0)) return 0;
-  const double halfValue = std::floor(widthValue / 2.0);
-  if (halfValue > 1e15) return static_cast<std::size_t>(1e15);
-  return static_cast<std::size_t>(halfValue);
-}
-
-void smooth_direct(std::span<const double> x, std::span<double> out, std::size_t half) {
-  const std::size_t n = x.size();
-  const std::size_t head = std::min(half, n);
-  const std::size_t whole = n > 2 * half ? n - 2 * half : 0;  // windows inside the signal
-  for (std::size_t k = 0; k < head; ++k) out[k] = smoothed_sample(x, k, half);
-  sum_full_windows(x.data(), out.data() + head, whole, half);
-  for (std::size_t k = head + whole; k < n; ++k) out[k] = smoothed_sample(x, k, half);
-}
-
-double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {
-  const std::size_t lo = k > half ? k - half : 0;
-  const std::size_t hi = std::min(x.size(), k + half + 1);
-  double sum = 0.0;
-  for (std::size_t i = lo; i < hi; ++i) sum += x[i];
-  return sum / static_cast<double>(hi - lo);
-}
-
-std::size_t first_max_index(std::span<const double> x) {
-  std::size_t best = 0;
-  for (std::size_t k = 1; k < x.size(); ++k) {
-    if (x[k] > x[best]) best = k;
-  }
-  return best;
 }
 
 }  // namespace zyn::beats

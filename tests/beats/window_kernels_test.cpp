@@ -1,6 +1,5 @@
 // Centred window extremes against their definition, for the vectorised path
-// (no NaN, no -0) and the fixed-order path, on seeded random signals; the directly summed short moving average against a
-// window-by-window sum.
+// (no NaN, no -0) and the fixed-order path, on seeded random signals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -59,33 +58,6 @@ TEST(WindowExtremes, NanAndNegativeZeroFollowTheFixedComparisonOrder) {
   EXPECT_EQ(mx[4], 0.0);
   EXPECT_TRUE(std::signbit(mx[4]));
   EXPECT_EQ(mx[5], 5.0);
-}
-
-TEST(ShortMovingAverage, EqualsTheWindowByWindowSumInSampleOrder) {
-  std::mt19937_64 rng(7);
-  std::normal_distribution<double> wide(0.0, 1e3);
-  for (std::size_t n : {1u, 2u, 3u, 8u, 9u, 10u, 700u, 1300u}) {  // 1300 crosses the blocks of 512 windows
-    for (double span : {0.5, 3.0, 5.0, 7.2, 9.0}) {
-      std::vector<double> x(n);
-      for (double& v : x) v = wide(rng);
-      if (n > 8) {
-        x[3] = -0.0;
-        x[n - 4] = INFINITY;
-        x[n / 2] = NAN;
-      }
-      std::vector<double> smoothed = x;
-      zyn::beats::smooth_in_place(smoothed, span);
-      const std::size_t half = zyn::beats::smoothing_half_width(span);
-      for (std::size_t k = 0; k < n; ++k) {
-        const std::size_t lo = k > half ? k - half : 0, hi = std::min(n, k + half + 1);
-        double sum = 0.0;
-        for (std::size_t i = lo; i < hi; ++i) sum += x[i];
-        const double expected = n < 2 || half == 0 ? x[k] : sum / static_cast<double>(hi - lo);
-        SCOPED_TRACE(testing::Message() << "n " << n << " span " << span << " k " << k);
-        EXPECT_EQ(std::memcmp(&smoothed[k], &expected, sizeof expected), 0) << smoothed[k] << " vs " << expected;
-      }
-    }
-  }
 }
 
 }  // namespace

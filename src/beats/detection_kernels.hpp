@@ -1,6 +1,7 @@
-// Kernels of the R-peak detector: loops whose lanes are independent (one
-// window, one sample, one sum per lane), written for speed. Each gives the
-// bits of the plain loop its comment states, whatever vector unit runs it.
+// Kernels of the beat detectors: loops whose lanes are independent (one
+// window, one sample, one sum per lane), written for speed and compiled per
+// processor variant (runtime/dispatch.hpp). Each gives the bits of the plain
+// loop its comment states on every variant.
 #pragma once
 
 #include <algorithm>
@@ -44,6 +45,25 @@ int64_t sign_steps_about(std::span<const double> x, double mean);
 inline constexpr unsigned char kMaximumCode = 1;
 inline constexpr unsigned char kMinimumCode = 2;
 void code_turning_points(const double* y, std::size_t n, unsigned char* code);
+
+// Centred window maxima and ranges (max - min) of x over 2 * half + 1
+// samples into out[half .. n - half - 1], for x free of NaN and negative
+// zero (where every window's extreme is one value whatever the order of
+// comparisons; see extremes_are_order_free). x must hold a full window.
+void sliding_max_order_free(std::span<const double> x, std::size_t half, std::span<double> out);
+void sliding_range_order_free(std::span<const double> x, std::size_t half, std::span<double> out);
+
+// The largest sample of non-empty f under the rule "keep unless beaten",
+// when f holds no NaN (true); false, and largest untouched, otherwise.
+// Without NaN the maximum is one value whatever the order of comparisons, up
+// to the sign of a zero maximum.
+bool largest_if_no_nan(std::span<const double> f, double& largest);
+
+// True when a sample of f[from .. to] (0-based, inclusive) is at least v.
+bool any_at_least(std::span<const double> f, std::size_t from, std::size_t to, double v);
+
+// The largest |x[k]|, at least floor; a NaN sample never raises it.
+double largest_magnitude(std::span<const double> x, double floor);
 
 // Sums of Count series given in consecutive pieces (each series' first piece
 // non-empty), each added in its own order from its first element. A sum is a

@@ -1,5 +1,6 @@
 // Centred window extremes against their definition, for the vectorised path
-// (no NaN, no -0) and the fixed-order path, on seeded random signals.
+// (no NaN, no -0) on every processor variant and the fixed-order path, on
+// seeded random signals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,12 +10,15 @@
 #include <vector>
 
 #include "beats/signal_kernels.hpp"
+#include "common/every_variant.hpp"
 
 namespace {
 
 constexpr double kUntouched = -12345.0;
 
-TEST(WindowExtremes, MaximaAndRangesEqualTheirDefinition) {
+ZYN_TEST_ON_EVERY_VARIANT(WindowExtremesOnEveryVariant);
+
+TEST_P(WindowExtremesOnEveryVariant, MaximaAndRangesEqualTheirDefinition) {
   std::mt19937_64 rng(42);
   std::uniform_int_distribution<int> level(-4, 4);  // many ties, +0 among them
   std::normal_distribution<double> wide(0.0, 1e3);

@@ -77,11 +77,9 @@ using Doubles = hn::ScalableTag<double>;
 // Lane values 0, 1 or 2 stored as one byte each.
 template <class V>
 void store_codes(V codes, unsigned char* to) {
-  const Doubles d;
   const hn::Rebind<int32_t, Doubles> d32;
   const hn::Rebind<uint8_t, Doubles> d8;
   hn::StoreU(hn::DemoteTo(d8, hn::DemoteTo(d32, codes)), d8, to);
-  (void)d;
 }
 
 void standard_deviations_from_sums_lanes(const double* s, const double* q, std::size_t count, double width,
@@ -132,7 +130,9 @@ int64_t sign_steps_about_lanes(const double* x, std::size_t n, double mean) {
   const std::size_t lanes = hn::Lanes(d);
   const auto m = hn::Set(d, mean);
   const auto one = hn::Set(d, 1.0);
-  const auto sign = [&](auto v) { return hn::Sub(hn::IfThenElseZero(hn::Gt(v, m), one), hn::IfThenElseZero(hn::Lt(v, m), one)); };
+  const auto sign = [&](auto v) {
+    return hn::Sub(hn::IfThenElseZero(hn::Gt(v, m), one), hn::IfThenElseZero(hn::Lt(v, m), one));
+  };
   auto steps = hn::Zero(d);
   std::size_t k = 1;
   for (; k + lanes <= n; k += lanes) {
@@ -160,28 +160,26 @@ void code_turning_points_lanes(const double* y, std::size_t n, unsigned char* co
 }
 
 // to[k] = pick(from[k], from[k + shift]) for k < count, the plain picks
-// "a > b ? a : b" and "a < b ? a : b".
-void widen_max(const double* from, double* to, std::size_t count, std::size_t shift) {
+// "a > b ? a : b" (Larger) and "a < b ? a : b".
+template <bool Larger>
+void widen(const double* from, double* to, std::size_t count, std::size_t shift) {
   const Doubles d;
   const std::size_t lanes = hn::Lanes(d);
   std::size_t k = 0;
   for (; k + lanes <= count; k += lanes) {
     const auto a = hn::LoadU(d, from + k);
     const auto b = hn::LoadU(d, from + k + shift);
-    hn::StoreU(hn::IfThenElse(hn::Gt(a, b), a, b), d, to + k);
+    hn::StoreU(hn::IfThenElse(Larger ? hn::Gt(a, b) : hn::Lt(a, b), a, b), d, to + k);
   }
-  for (; k < count; ++k) to[k] = plain::larger(from[k], from[k + shift]);
+  for (; k < count; ++k) {
+    to[k] = Larger ? plain::larger(from[k], from[k + shift]) : plain::smaller(from[k], from[k + shift]);
+  }
+}
+void widen_max(const double* from, double* to, std::size_t count, std::size_t shift) {
+  widen<true>(from, to, count, shift);
 }
 void widen_min(const double* from, double* to, std::size_t count, std::size_t shift) {
-  const Doubles d;
-  const std::size_t lanes = hn::Lanes(d);
-  std::size_t k = 0;
-  for (; k + lanes <= count; k += lanes) {
-    const auto a = hn::LoadU(d, from + k);
-    const auto b = hn::LoadU(d, from + k + shift);
-    hn::StoreU(hn::IfThenElse(hn::Lt(a, b), a, b), d, to + k);
-  }
-  for (; k < count; ++k) to[k] = plain::smaller(from[k], from[k + shift]);
+  widen<false>(from, to, count, shift);
 }
 void difference(const double* a, const double* b, double* to, std::size_t count) {
   const Doubles d;

@@ -2,6 +2,7 @@
 // the header).
 #include "runtime/sample_pool.hpp"
 
+#include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -27,7 +28,21 @@ struct Pool {
   std::mutex mutex;
   std::vector<Mapping> spare;
   std::size_t bytes = 0;
+  std::size_t taken = 0;     // arrays handed out and not yet returned
+  bool overflowed = false;   // an array was unmapped since the last trim
 };
+
+// When more analyses ran at once than the pool serves, the C library's
+// heaps took their other working memory in as many arenas, and keep it
+// after it is freed. Once the last of those analyses has returned its
+// arrays, the pool keeps one processor's share only and the heaps are asked
+// to hand their free pages back, once per such burst: callers that never
+// run more analyses at once than the pool serves never pay for it.
+void trim_heaps() {
+#if defined(__GLIBC__)
+  malloc_trim(0);
+#endif
+}
 
 // Never destroyed: analyses on threads that outlive static destruction still
 // find it (its mappings go with the process).
@@ -56,6 +71,7 @@ Mapping take(std::size_t bytes) {
     for (auto it = pool.spare.begin(); it != pool.spare.end(); ++it) {
       if (it->bytes >= bytes && (best == pool.spare.end() || it->bytes < best->bytes)) best = it;
     }
+    ++pool.taken;
     if (best != pool.spare.end()) {
       const Mapping m = *best;
       *best = pool.spare.back();
@@ -64,23 +80,42 @@ Mapping take(std::size_t bytes) {
       return m;
     }
   }
-  return map_new(page_rounded(bytes));
+  try {
+    return map_new(page_rounded(bytes));
+  } catch (...) {
+    const std::lock_guard<std::mutex> lock(pool.mutex);
+    --pool.taken;
+    throw;
+  }
 }
 
 void give_back(Mapping m) {
   Pool& pool = the_pool();
+  bool kept = false, burstEnded = false;
   {
     const std::lock_guard<std::mutex> lock(pool.mutex);
+    --pool.taken;
     if (pool.bytes + m.bytes <= pool_limit_bytes()) {
       try {
         pool.spare.push_back(m);
         pool.bytes += m.bytes;
-        return;
+        kept = true;
       } catch (const std::bad_alloc&) {  // no room to remember it: unmapped below
       }
     }
+    pool.overflowed = pool.overflowed || !kept;
+    burstEnded = pool.taken == 0 && pool.overflowed;
+    if (burstEnded) {
+      pool.overflowed = false;
+      while (pool.bytes > kPooledBytesPerProcessor) {  // rare: unmapped under the lock
+        munmap(pool.spare.back().data, pool.spare.back().bytes);
+        pool.bytes -= pool.spare.back().bytes;
+        pool.spare.pop_back();
+      }
+    }
   }
-  munmap(m.data, m.bytes);
+  if (!kept) munmap(m.data, m.bytes);
+  if (burstEnded) trim_heaps();
 }
 
 }  // namespace

@@ -12,7 +12,9 @@
 // while the pool holds less than pool_limit_bytes() — a bound set by the
 // number of processors, since at most that many analyses run at full speed
 // at once — and otherwise unmapped at once, its memory back with the system.
-// Shorter arrays come from the heap as usual.
+// After a burst of more analyses at once than that, the pool keeps one
+// processor's share and asks the C library's heaps to return their free
+// pages. Shorter arrays come from the heap as usual.
 //
 // An array comes out zeroed or copied, exactly as a new vector would, or,
 // where its user writes every sample before reading one, as it is; either way

@@ -48,7 +48,8 @@ TEST(PooledSamples, ReusedArraysComeBackZeroedCopiedOrAsAsked) {
 
 // The pool is the process's, not a thread's: an array one thread returns is
 // what the next thread gets; and whatever is returned at once, the pool keeps
-// no more than its bound (the rest goes back to the system).
+// no more than its bound (the rest goes back to the system), and after such
+// a burst one processor's share.
 TEST(PooledSamples, OnePoolForAllThreadsWithinItsBound) {
   const double* returned = nullptr;
   std::thread([&returned] {
@@ -70,6 +71,7 @@ TEST(PooledSamples, OnePoolForAllThreadsWithinItsBound) {
   const std::size_t held = zyn::pooled_bytes();
   EXPECT_GT(held, 0u);
   EXPECT_LE(held, zyn::pool_limit_bytes());
+  EXPECT_LE(held, std::size_t{12} << 20);
   { const zyn::PooledSamples small(100); }  // short arrays are left to the heap
   EXPECT_EQ(zyn::pooled_bytes(), held);
 }

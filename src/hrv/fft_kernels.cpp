@@ -24,8 +24,11 @@
 namespace zyn::plain {
 
 // Butterflies q = 0 .. count-1 between complex elements lo + 2q and hi + 2q
-// with twiddle factor (tw[2q], tw[2q+1]).
-inline void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
+// with twiddle factor (tw[2q], tw[2q+1]). Never inlined into a variant:
+// there GCC 12's vectoriser turns this very pattern (x y - z w beside
+// x w + z y) into fused multiply-adds despite -ffp-contract=off; compiled
+// once for the baseline processor, it has none to use.
+[[gnu::noinline]] inline void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
   for (std::size_t q = 0; q < count; ++q) {
     float* a = lo + 2 * q;
     float* b = hi + 2 * q;
@@ -54,18 +57,18 @@ using Floats = hn::Rebind<float, Doubles>;  // as many floats as doubles
 
 // temp of the butterflies whose high elements are b (interleaved floats)
 // and twiddle factors w (interleaved doubles), rounded to float.
-hn::Vec<Floats> twiddle_products(hn::Vec<Doubles> w, hn::Vec<Floats> bf) {
+HWY_INLINE hn::Vec<Floats> twiddle_products(hn::Vec<Doubles> w, hn::Vec<Floats> bf) {
   const Doubles d;
   const Floats f;
-  const auto b = hn::PromoteTo(d, bf);                    // br bi
-  const auto wr = hn::DupEven(w);                         // wr wr
-  const auto wiOdd = hn::DupOdd(w);
-  const auto wi = hn::OddEven(wiOdd, hn::Neg(wiOdd));     // -wi wi
-  const auto swapped = hn::Reverse2(d, b);                // bi br
+  const auto negateEven = hn::OddEven(hn::Zero(d), hn::Set(d, -0.0));  // sign bits of the even lanes
+  const auto b = hn::PromoteTo(d, bf);                         // br bi
+  const auto wr = hn::DupEven(w);                              // wr wr
+  const auto wi = hn::Xor(hn::DupOdd(w), negateEven);          // -wi wi
+  const auto swapped = hn::Reverse2(d, b);                     // bi br
   return hn::DemoteTo(f, hn::Add(hn::Mul(wr, b), hn::Mul(wi, swapped)));
 }
 
-void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
+HWY_INLINE void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
   const Doubles d;
   const Floats f;
   const std::size_t perVector = hn::Lanes(d) / 2;  // complex values

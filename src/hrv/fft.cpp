@@ -23,6 +23,7 @@ constexpr double kPi = 3.141592653589793;
 // that each stage streams through the data once (same values, same order of
 // the recurrence, cache-friendly butterflies).
 constexpr std::size_t kTwiddleBlock = 1024;
+
 bool is_power_of_two(uint64_t v) { return v != 0 && (v & (v - 1)) == 0; }
 
 // The transforms run on one array or on several arrays of the same length

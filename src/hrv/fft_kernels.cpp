@@ -24,8 +24,11 @@
 namespace zyn::plain {
 
 // Butterflies q = 0 .. count-1 between complex elements lo + 2q and hi + 2q
-// with twiddle factor (tw[2q], tw[2q+1]).
-inline void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
+// with twiddle factor (tw[2q], tw[2q+1]). Never inlined into a variant:
+// there GCC 12's vectoriser turns this very pattern (x y - z w beside
+// x w + z y) into fused multiply-adds despite -ffp-contract=off; compiled
+// once for the baseline processor, it has none to use.
+[[gnu::noinline]] inline void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
   for (std::size_t q = 0; q < count; ++q) {
     float* a = lo + 2 * q;
     float* b = hi + 2 * q;
@@ -54,29 +57,42 @@ using Floats = hn::Rebind<float, Doubles>;  // as many floats as doubles
 
 // temp of the butterflies whose high elements are b (interleaved floats)
 // and twiddle factors w (interleaved doubles), rounded to float.
-hn::Vec<Floats> twiddle_products(hn::Vec<Doubles> w, hn::Vec<Floats> bf) {
+HWY_INLINE hn::Vec<Floats> twiddle_products(hn::Vec<Doubles> w, hn::Vec<Floats> bf) {
   const Doubles d;
   const Floats f;
-  const auto b = hn::PromoteTo(d, bf);                    // br bi
-  const auto wr = hn::DupEven(w);                         // wr wr
-  const auto wiOdd = hn::DupOdd(w);
-  const auto wi = hn::OddEven(wiOdd, hn::Neg(wiOdd));     // -wi wi
-  const auto swapped = hn::Reverse2(d, b);                // bi br
+  const auto negateEven = hn::OddEven(hn::Zero(d), hn::Set(d, -0.0));  // sign bits of the even lanes
+  const auto b = hn::PromoteTo(d, bf);                         // br bi
+  const auto wr = hn::DupEven(w);                              // wr wr
+  const auto wi = hn::Xor(hn::DupOdd(w), negateEven);          // -wi wi
+  const auto swapped = hn::Reverse2(d, b);                     // bi br
   return hn::DemoteTo(f, hn::Add(hn::Mul(wr, b), hn::Mul(wi, swapped)));
 }
 
-void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
+// Two vectors of butterflies a step where the block holds them: the loads
+// of the second start before the first's results are stored.
+HWY_INLINE void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
   const Doubles d;
   const Floats f;
   const std::size_t perVector = hn::Lanes(d) / 2;  // complex values
   std::size_t q = 0;
+  for (; q + 2 * perVector <= count; q += 2 * perVector) {
+    const std::size_t r = q + perVector;
+    const auto temp0 = twiddle_products(hn::LoadU(d, tw + 2 * q), hn::LoadU(f, hi + 2 * q));
+    const auto temp1 = twiddle_products(hn::LoadU(d, tw + 2 * r), hn::LoadU(f, hi + 2 * r));
+    const auto a0 = hn::LoadU(f, lo + 2 * q);
+    const auto a1 = hn::LoadU(f, lo + 2 * r);
+    hn::StoreU(hn::Sub(a0, temp0), f, hi + 2 * q);
+    hn::StoreU(hn::Add(a0, temp0), f, lo + 2 * q);
+    hn::StoreU(hn::Sub(a1, temp1), f, hi + 2 * r);
+    hn::StoreU(hn::Add(a1, temp1), f, lo + 2 * r);
+  }
   for (; q + perVector <= count; q += perVector) {
     const auto temp = twiddle_products(hn::LoadU(d, tw + 2 * q), hn::LoadU(f, hi + 2 * q));
     const auto a = hn::LoadU(f, lo + 2 * q);
     hn::StoreU(hn::Sub(a, temp), f, hi + 2 * q);
     hn::StoreU(hn::Add(a, temp), f, lo + 2 * q);
   }
-  plain::butterflies(lo + 2 * q, hi + 2 * q, tw + 2 * q, count - q);
+  if (q < count) plain::butterflies(lo + 2 * q, hi + 2 * q, tw + 2 * q, count - q);
 }
 
 // Stages of one or two butterflies per block (of 4 or 8 floats) are too
@@ -87,15 +103,18 @@ void butterflies(float* lo, float* hi, const double* tw, std::size_t count) {
 // blocks.
 template <std::size_t kCount>
 bool small_stage(std::span<float> data, const double* tw) {
-  const hn::ScalableTag<uint64_t> du;  // one complex value per lane
-  const hn::Half<decltype(du)> dh;
-  const hn::Repartition<float, decltype(du)> dfull;
+  // One complex value (two floats) per 64-bit lane; the lanes are moved as
+  // doubles, never computed with, so that every move stays among the
+  // floating-point instructions.
+  const Doubles dc;  // complex values
+  const hn::Half<decltype(dc)> dh;
+  const hn::Repartition<float, decltype(dc)> dfull;
   const Doubles d;
   const Floats f;
-  const std::size_t lanes = hn::Lanes(du);
+  const std::size_t lanes = hn::Lanes(dc);
   constexpr std::size_t kBlock = 2 * kCount;  // complex values per block
   if (lanes % kBlock != 0 || data.size() % (2 * lanes) != 0) return false;
-  constexpr std::size_t kMaxLanes = 64 / sizeof(uint64_t);
+  constexpr std::size_t kMaxLanes = 64 / sizeof(double);
   HWY_ALIGN int64_t split[kMaxLanes];
   HWY_ALIGN int64_t back[kMaxLanes];
   HWY_ALIGN double pattern[kMaxLanes];
@@ -109,14 +128,14 @@ bool small_stage(std::span<float> data, const double* tw) {
     back[split[i]] = static_cast<int64_t>(i);
     pattern[i] = tw[i % kBlock];  // (wr, wi) of butterfly q, repeated per block
   }
-  const auto toHalves = hn::SetTableIndices(du, split);
-  const auto toBlocks = hn::SetTableIndices(du, back);
+  const auto toHalves = hn::SetTableIndices(dc, split);
+  const auto toBlocks = hn::SetTableIndices(dc, back);
   const auto w = hn::Load(d, pattern);
   for (std::size_t i = 0; i < data.size(); i += 2 * lanes) {
-    const auto v = hn::TableLookupLanes(hn::BitCast(du, hn::LoadU(dfull, data.data() + i)), toHalves);
+    const auto v = hn::TableLookupLanes(hn::BitCast(dc, hn::LoadU(dfull, data.data() + i)), toHalves);
     const auto a = hn::BitCast(f, hn::LowerHalf(dh, v));
     const auto temp = twiddle_products(w, hn::BitCast(f, hn::UpperHalf(dh, v)));
-    const auto joined = hn::Combine(du, hn::BitCast(dh, hn::Sub(a, temp)), hn::BitCast(dh, hn::Add(a, temp)));
+    const auto joined = hn::Combine(dc, hn::BitCast(dh, hn::Sub(a, temp)), hn::BitCast(dh, hn::Add(a, temp)));
     hn::StoreU(hn::BitCast(dfull, hn::TableLookupLanes(joined, toBlocks)), dfull, data.data() + i);
   }
   return true;

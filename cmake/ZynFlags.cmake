@@ -17,6 +17,17 @@ if(ZYN_WARNINGS_AS_ERRORS)
   target_compile_options(zyn_flags INTERFACE -Werror)
 endif()
 
+# Processor-specific kernels are compiled once per instruction set by Google
+# Highway and chosen at run time by its dynamic dispatch (runtime/dispatch.hpp).
+# Compiled variants: the portable one-lane one, SSE4, AVX2 and AVX-512
+# (SSSE3 and the AVX-512 extensions for small integers add nothing to these
+# double-precision kernels but build time). The choice is public so that the
+# tests enumerate the same variants as the library.
+find_package(hwy 1.0 REQUIRED CONFIG)
+add_library(zyn_simd INTERFACE)
+target_link_libraries(zyn_simd INTERFACE hwy::hwy)
+target_compile_definitions(zyn_simd INTERFACE "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3_DL)")
+
 # Sanitizers apply to everything that links zyn_sanitizers (all targets do,
 # the library's own sources included).
 add_library(zyn_sanitizers INTERFACE)

@@ -2,7 +2,8 @@
 //
 // The points are extirpolated onto a regular grid, the grid and its doubled
 // frequency twin are transformed with two real FFTs, and the Lomb normalised
-// power is formed at evenly spaced frequencies j * df (Hz when x is in s).
+// power is formed at evenly spaced frequencies j * df (Hz when x is in s);
+// the transforms are those of fft.hpp.
 // Array positions are 1-based in the descriptions below; storage is 0-based
 // (position k is element k - 1).
 #pragma once
@@ -32,26 +33,6 @@ MeanVariance mean_and_variance(std::span<const float> data);
 // Adds y at fractional grid position x (1-based) of yy using m-point
 // Lagrange extirpolation. Positions that would fall outside yy are ignored.
 void extirpolate(std::span<float> yy, int32_t m, float y, float x);
-
-// Butterfly kernels of the complex FFT; all give bit-identical results
-// (kAvx512 falls back to kAvx on processors without AVX-512F/DQ, kAvx to
-// kSse2 without AVX, and all to kScalar off x86-64). kFastest picks the
-// widest available.
-enum class FftKernel { kFastest, kScalar, kSse2, kAvx, kAvx512 };
-
-// In-place radix-2 complex FFT of data.size()/2 interleaved complex values;
-// isign = 1 uses the kernel exp(+2 pi i jk / nn). A count that is not a power
-// of two leaves data unchanged.
-void complex_fft(std::span<float> data, int32_t isign, FftKernel kernel = FftKernel::kFastest);
-
-// In-place FFT of data.size() real values (a power of two, at least 2);
-// isign = 1 is the forward transform, the first and last real components
-// packed into elements 1 and 2; isign = -1 is the inverse (times n/2).
-void real_fft(std::span<float> data, int32_t isign);
-
-// real_fft of two arrays of the same length at once (same results as two
-// calls; the twiddle recurrences are evaluated once).
-void real_fft_pair(std::span<float> a, std::span<float> b, int32_t isign);
 
 // Grid sizing of the periodogram for n points.
 struct LombGrid {

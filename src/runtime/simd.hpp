@@ -1,4 +1,6 @@
-// Vector-width dispatch for hot loops.
+// Vector-width dispatch for hot loops: the former mechanism, kept only
+// until its last users (src/beats) become Highway kernels as
+// runtime/dispatch.hpp describes; no new code uses it.
 //
 // Loops whose lanes are independent sums (one correlation, one window, one
 // beat per lane) are compiled once per vector unit and the widest one the

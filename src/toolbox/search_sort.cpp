@@ -17,76 +17,12 @@
 #include <utility>
 
 #include "runtime/scalar.hpp"
-#include "runtime/simd.hpp"
-
-#if defined(ZYN_AVX512_VARIANTS)
-#include <immintrin.h>
-#endif
 
 namespace zyn {
 
 namespace {
 
 int32_t one_based(std::size_t zeroBased) { return static_cast<int32_t>(zeroBased + 1); }
-
-// Each element of x within [low, high] (Out = double), or its 1-based
-// position counted from `first` on (Out = int64_t), written in order to out;
-// returns how many. Every element is written at the next free place, which
-// only advances past one inside, so out needs room for their count plus a
-// vector of 8 (AVX-512 stores whole vectors of the compressed lanes).
-template <class Out>
-std::size_t keep_within_one_by_one(std::span<const double> x, double low, double high, int64_t first, Out* out) {
-  std::size_t count = 0;
-  for (std::size_t k = 0; k < x.size(); ++k) {
-    if constexpr (std::is_same_v<Out, double>) {
-      out[count] = x[k];
-    } else {
-      out[count] = first + static_cast<int64_t>(k);
-    }
-    count += static_cast<std::size_t>(x[k] >= low) & static_cast<std::size_t>(x[k] <= high);
-  }
-  return count;
-}
-
-#if defined(ZYN_AVX512_VARIANTS)
-template <class Out>
-__attribute__((target("avx512f"))) std::size_t keep_within_compressed(std::span<const double> x, double low,
-                                                                      double high, Out* out) {
-  const __m512d lowest = _mm512_set1_pd(low), highest = _mm512_set1_pd(high);
-  const __m512i eight = _mm512_set1_epi64(8);
-  __m512i positions = _mm512_set_epi64(8, 7, 6, 5, 4, 3, 2, 1);
-  std::size_t count = 0, k = 0;
-  for (; k + 8 <= x.size(); k += 8) {
-    const __m512d v = _mm512_loadu_pd(x.data() + k);
-    // Ordered comparisons: false for a NaN, as v >= low and v <= high are.
-    const __mmask8 inside = static_cast<__mmask8>(_mm512_cmp_pd_mask(v, lowest, _CMP_GE_OQ) &
-                                                  _mm512_cmp_pd_mask(v, highest, _CMP_LE_OQ));
-    if constexpr (std::is_same_v<Out, double>) {
-      _mm512_storeu_pd(out + count, _mm512_maskz_compress_pd(inside, v));
-    } else {
-      _mm512_storeu_si512(out + count, _mm512_maskz_compress_epi64(inside, positions));
-      positions = _mm512_add_epi64(positions, eight);
-    }
-    count += static_cast<std::size_t>(__builtin_popcount(inside));
-  }
-  return count + keep_within_one_by_one(x.subspan(k), low, high, static_cast<int64_t>(k) + 1, out + count);
-}
-#endif
-
-// Most elements lie outside the interval, and one by one every element costs
-// a store; a compressing store keeps those inside among 8 at once.
-template <class Out>
-std::vector<Out> kept_within(std::span<const double> x, double low, double high, std::size_t inside) {
-  std::vector<Out> out(inside + 8);
-#if defined(ZYN_AVX512_VARIANTS)
-  if (processor_has_avx512()) {
-    out.resize(keep_within_compressed(x, low, high, out.data()));
-    return out;
-  }
-#endif
-  out.resize(keep_within_one_by_one(x, low, high, 1, out.data()));
-  return out;
-}
 
 }  // namespace
 
@@ -98,26 +34,12 @@ std::vector<int32_t> true_positions(std::span<const unsigned char> mask) {
   return positions;
 }
 
-ZYN_WIDEST_VECTORS IntervalCounts count_within(std::span<const double> x, double low, double high) {
-  int64_t below = 0;
-  int64_t inside = 0;
-  for (double v : x) {
-    below += static_cast<int64_t>(v < low);
-    inside += static_cast<int64_t>(v >= low) & static_cast<int64_t>(v <= high);
-  }
-  return {static_cast<std::size_t>(below), static_cast<std::size_t>(inside)};
-}
-
-std::vector<double> elements_within(std::span<const double> x, double low, double high, std::size_t inside) {
-  return kept_within<double>(x, low, high, inside);
-}
-
 std::vector<int64_t> positions_above(std::span<const double> x, double threshold) {
   // Above a double is at least the next one up, up to +inf; nothing is above
   // +inf (and nothing is at least a NaN).
   if (threshold == kInf) return {};
   const double low = std::nextafter(threshold, kInf);
-  return kept_within<int64_t>(x, low, kInf, count_within(x, low, kInf).inside);
+  return positions_within(x, low, kInf, count_within(x, low, kInf).inside);
 }
 
 std::optional<int32_t> first_true_position(std::span<const unsigned char> mask) {
@@ -199,11 +121,10 @@ std::vector<int32_t> radix_sort_permutation(std::span<const double> values) {
 
 std::vector<int32_t> sort_permutation(std::span<const double> values) {
   // A stable sort's permutation is unique for a given order, so the radix
-  // sort and std::stable_sort both reproduce the bottom-up merge (pairs
-  // first, then runs of 2, 4, 8, ... with the left head winning ties)
-  // exactly. "Strictly before" is the negation of precedes_or_equals with the
-  // arguments swapped; it is a strict weak order in which equal numbers form
-  // one class and all NaNs another.
+  // sort and std::stable_sort give the same one. "Strictly before" is the
+  // negation of precedes_or_equals with the arguments swapped; it is a
+  // strict weak order in which equal numbers form one class and all NaNs
+  // another.
   // Input already in that order (beat positions usually are) keeps it.
   const auto strictly_before = [](double a, double b) { return !precedes_or_equals(b, a); };
   if (std::is_sorted(values.begin(), values.end(), strictly_before)) {

@@ -4,8 +4,11 @@
 // These routines carry no units: they work on sample positions, intervals or
 // amplitudes alike. Every position they return is 1-based (position 1 is the
 // first element of the span), as the analysis code indexes its arrays that way.
-// The sort is a stable bottom-up merge sort in which NaN sorts after every
-// number and equal values (and NaNs among themselves) keep their input order.
+// The sort is stable: NaN sorts after every number, and equal values (and
+// NaNs among themselves) keep their input order. A stable sort's permutation
+// is unique, so the methods behind it give the same one: input already in
+// order is kept, 256 values or more are put in order by a radix sort of
+// order-preserving integer keys, fewer by std::stable_sort.
 #pragma once
 
 #include <cstddef>
@@ -29,6 +32,8 @@ IntervalCounts count_within(std::span<const double> x, double low, double high);
 // The elements of x within [low, high], in input order; `inside` is their
 // count, as count_within gives it.
 std::vector<double> elements_within(std::span<const double> x, double low, double high, std::size_t inside);
+// Their 1-based positions, ascending.
+std::vector<int64_t> positions_within(std::span<const double> x, double low, double high, std::size_t inside);
 
 // 1-based positions of the elements of x above threshold (never a NaN),
 // ascending.

@@ -8,7 +8,9 @@
 // NaN tests here are real ones: NaNs sort last and are never merged.
 #include "toolbox/sets.hpp"
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 #include "runtime/scalar.hpp"
 #include "toolbox/search_sort.hpp"
@@ -84,6 +86,37 @@ UniqueWithPositions unique_values_with_positions(std::span<const double> values)
 
 std::vector<double> unique_values(std::span<const double> values) {
   return unique_values_with_positions(values).values;
+}
+
+namespace {
+
+// One key per value under exact equality: +0 and -0 share one.
+uint64_t exact_key(double v) { return std::bit_cast<uint64_t>(v == 0.0 ? 0.0 : v); }
+
+}  // namespace
+
+std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
+  if (cap == 0) return 0;
+  // Open addressing with linear probing, at most a quarter full.
+  std::size_t slots = 16;
+  while (slots < 4 * cap) slots *= 2;
+  std::vector<uint64_t> table(slots);
+  std::vector<unsigned char> used(slots, 0);
+  std::size_t count = 0;
+  for (double v : x) {
+    if (std::isnan(v)) {  // no two NaN samples are ever merged
+      if (++count >= cap) return cap;
+      continue;
+    }
+    const uint64_t key = exact_key(v);
+    auto slot = static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ULL) >> 40) & (slots - 1);
+    while (used[slot] != 0 && table[slot] != key) slot = (slot + 1) & (slots - 1);
+    if (used[slot] != 0) continue;
+    used[slot] = 1;
+    table[slot] = key;
+    if (++count >= cap) return cap;
+  }
+  return count;
 }
 
 std::vector<int32_t> union_sorted(std::span<const int32_t> a, std::span<const int32_t> b) {

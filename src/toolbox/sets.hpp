@@ -1,11 +1,13 @@
-// Duplicate removal and set operations on sorted vectors.
+// Duplicate removal and set operations on sorted vectors, and counts of
+// distinct values.
 //
-// Values carry no units. Two finite values count as one when they differ by
+// Values carry no units. For duplicate removal two finite values count as one when they differ by
 // less than the spacing of doubles at half of the first value of their run
 // (the run head); infinities of one sign count as one; NaNs are never merged.
 // Every position returned is 1-based.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -36,6 +38,13 @@ struct UniqueWithPositions {
   std::vector<int32_t> positions;
 };
 UniqueWithPositions unique_values_with_positions(std::span<const double> values);
+
+// Number of distinct values of x under exact equality (+0 and -0 one value,
+// no two NaNs equal), counted only up to cap: min(count, cap). By
+// definition the count of elements unequal to every element before them;
+// one pass with a hash table of the values seen, which stops at cap, gives
+// it in time linear in x.size() whatever the order.
+std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap);
 
 // Values present in either ascending input, each once, ascending.
 std::vector<int32_t> union_sorted(std::span<const int32_t> a, std::span<const int32_t> b);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "runtime/emx.hpp"
+#include "common/every_variant.hpp"
 #include "common/records.hpp"
 #include "toolbox/reductions.hpp"
 #include "zynecgsolver/toolbox_reductions.h"
@@ -109,8 +110,10 @@ double median_by_sorting(V v) {
 
 // Short inputs of both parities, and long ones that take one or more sampled brackets;
 // uneven ones (sorted, heavy ties, NaN, signed zeros, a bracket that misses)
-// must give the same bits, and the input is not reordered.
-TEST(Median, EqualsTheMiddleOfASortedCopyBitForBit) {
+// must give the same bits, and the input is not reordered; on every
+// processor variant.
+ZYN_TEST_ON_EVERY_VARIANT(MedianKernels);
+TEST_P(MedianKernels, EqualsTheMiddleOfASortedCopyBitForBit) {
   std::mt19937_64 rng(7);
   std::normal_distribution<double> normal(0.0, 1e3);
   std::uniform_int_distribution<int> tie(-3, 3);
@@ -136,7 +139,7 @@ TEST(Median, EqualsTheMiddleOfASortedCopyBitForBit) {
 
 // Windows of every short width and just beyond, overlapping, in groups of
 // eight and a partial last group; ties of signed zeros and NaN windows too.
-TEST(WindowMedians, EqualTheMedianOfEachWindowBitForBit) {
+TEST_P(MedianKernels, OfWindowsEqualTheMiddleOfEachSortedWindowBitForBit) {
   std::mt19937_64 rng(9);
   std::uniform_int_distribution<int> level(-4, 4);
   std::vector<double> x(3000);
@@ -152,7 +155,9 @@ TEST(WindowMedians, EqualTheMedianOfEachWindowBitForBit) {
     std::vector<double> medians(starts.size());
     zyn::window_medians(x, starts, width, medians);
     for (std::size_t w = 0; w < starts.size(); ++w) {
-      ASSERT_TRUE(same_bits(medians[w], zyn::median(std::span<const double>(x).subspan(starts[w], width))))
+      const V window(x.begin() + static_cast<std::ptrdiff_t>(starts[w]),
+                     x.begin() + static_cast<std::ptrdiff_t>(starts[w] + width));
+      ASSERT_TRUE(same_bits(medians[w], median_by_sorting(window)))
           << "width " << width << " start " << starts[w];
     }
   }

@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <numeric>
 #include <random>
 
+#include "common/every_variant.hpp"
 #include "common/records.hpp"
 #include "toolbox/search_sort.hpp"
 #include "zynecgsolver/toolbox_search.h"
@@ -15,6 +17,8 @@ namespace {
 
 using namespace zyn::testing;
 using Ints = std::vector<int32_t>;
+
+bool same_bits(double a, double b) { return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b); }
 
 // 1-based positions of x in a stable sort with NaN last: a stable sort's
 // permutation is unique, whatever the algorithm behind it.
@@ -57,10 +61,11 @@ TEST(FindFamily, OneBasedPositionsFollowOrientationAndAllFalseMasksGiveEmptyResu
   EXPECT_EQ(data[1], 15.0);
 }
 
-// Lengths around whole vectors of 8, samples equal to the threshold,
-// infinite and NaN samples and thresholds: the positions are those of a
-// plain scan.
-TEST(PositionsAbove, AreThoseOfAPlainScan) {
+// Lengths around whole vectors of lanes, samples equal to the bounds,
+// infinite and NaN samples and bounds, on every processor variant: counts,
+// kept values and positions are those of a plain scan.
+ZYN_TEST_ON_EVERY_VARIANT(IntervalKernels);
+TEST_P(IntervalKernels, CountsValuesAndPositionsAreThoseOfAPlainScan) {
   std::mt19937_64 rng(11);
   const double levels[] = {kNaN, -kInf, kInf, -2.0, -1.0, 0.0, 1.0, 2.0, 3.0};
   std::uniform_int_distribution<std::size_t> pick(0, std::size(levels) - 1);
@@ -73,6 +78,18 @@ TEST(PositionsAbove, AreThoseOfAPlainScan) {
         if (x[k] > threshold) expected.push_back(static_cast<int64_t>(k) + 1);
       }
       EXPECT_EQ(zyn::positions_above(x, threshold), expected) << "n " << n << " threshold " << threshold;
+      const double high = threshold + 2.0;
+      std::size_t below = 0;
+      std::vector<double> inside;
+      for (double v : x) {
+        below += v < threshold;
+        if (v >= threshold && v <= high) inside.push_back(v);
+      }
+      const zyn::IntervalCounts counts = zyn::count_within(x, threshold, high);
+      EXPECT_EQ(counts.below, below);
+      ASSERT_EQ(counts.inside, inside.size());
+      const std::vector<double> kept = zyn::elements_within(x, threshold, high, counts.inside);
+      EXPECT_TRUE(std::equal(kept.begin(), kept.end(), inside.begin(), inside.end(), same_bits));
     }
   }
 }

@@ -114,3 +114,30 @@ TEST(Sets, RandomRowsMatchStdSet) {
 }
 
 }  // namespace
+
+namespace {
+
+// Distinct counts are those of the definition (elements unequal to every
+// element before them), capped: many ties, signed zeros and NaNs, caps below,
+// at and above the count, and enough values to make the table probe.
+TEST(DistinctCount, IsTheCountOfElementsUnequalToEveryEarlierOneCapped) {
+  std::mt19937_64 rng(4);
+  std::uniform_int_distribution<int> level(-40, 40);
+  for (std::size_t n : {0u, 1u, 5u, 300u, 5000u}) {
+    std::vector<double> x(n);
+    for (std::size_t i = 0; i < n; ++i) {
+      const int v = level(rng);
+      x[i] = v == 0 ? (i % 2 ? 0.0 : -0.0) : v == 40 ? kNaN : v * 0.125;
+    }
+    std::size_t distinct = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      distinct += std::none_of(x.begin(), x.begin() + static_cast<std::ptrdiff_t>(i),
+                               [&](double earlier) { return earlier == x[i]; });
+    }
+    for (std::size_t cap : {0u, 1u, 3u, 50u, 79u, 80u, 10000u}) {
+      EXPECT_EQ(zyn::count_distinct_up_to(x, cap), std::min(distinct, cap)) << "n " << n << " cap " << cap;
+    }
+  }
+}
+
+}  // namespace

@@ -5,14 +5,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <random>
 #include <tuple>
 #include <vector>
 
+#include "common/every_variant.hpp"
 #include "common/records.hpp"
 #include "common/synthetic_ecg.hpp"
 #include "runtime/emx.hpp"
+#include "toolbox/moving_average_kernels.hpp"
 #include "toolbox/stats.hpp"
 #include "zynecgsolver/toolbox_stats.h"
 
@@ -20,6 +23,8 @@ namespace {
 
 using namespace zyn::testing;
 using V = std::vector<double>;
+
+bool same_bits(double a, double b) { return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b); }
 
 V smoothed(const V& x, double span) {
   auto r = column_of(x);
@@ -116,6 +121,69 @@ TEST(Smoother, NonFiniteSamplesOnlyReachTheirOwnWindows) {
   }
 }
 
+// The direct smoothing is the definition, sample by sample, bit for bit:
+// lengths around whole vectors and groups of them, windows wider than the
+// signal, the finiteness test that picks the running sum's kind, on every
+// processor variant.
+ZYN_TEST_ON_EVERY_VARIANT(MovingAverageKernels);
+TEST_P(MovingAverageKernels, DirectSmoothingIsTheDefinitionBitForBit) {
+  std::mt19937_64 rng(5);
+  std::normal_distribution<double> noise(0.0, 1e3);
+  for (std::size_t n : {0u, 1u, 2u, 9u, 31u, 64u, 65u, 1000u}) {
+    V x(n);
+    for (double& v : x) v = noise(rng);
+    EXPECT_TRUE(zyn::all_finite(x));
+    for (std::size_t half : {1u, 2u, 4u, 7u, 40u}) {
+      V out(n, -1.0);
+      zyn::smooth_directly(x, out, half);
+      for (std::size_t k = 0; k < n; ++k) {
+        ASSERT_TRUE(same_bits(out[k], zyn::moving_average_at(x, k, half))) << n << " " << half << " " << k;
+      }
+    }
+    for (double bad : {kInf, -kInf, kNaN}) {
+      if (n == 0) continue;
+      V spoiled = x;
+      spoiled[n - 1] = bad;  // in the tail the lanes leave to the plain loop, or in a lane
+      EXPECT_FALSE(zyn::all_finite(spoiled));
+      spoiled[n - 1] = x[n - 1];
+      spoiled[n / 2] = bad;
+      EXPECT_FALSE(zyn::all_finite(spoiled));
+    }
+  }
+  EXPECT_EQ(zyn::smoothing_half_width(4.0), 1u);  // the smoother's width rule
+  EXPECT_EQ(zyn::smoothing_half_width(2.0), 0u);
+  EXPECT_EQ(zyn::smoothing_half_width(kNaN), 0u);
+}
+
+// A template's correlation with every window of a signal is correlation()'s,
+// bit for bit: window lengths with a power-of-two divisor and without, runs
+// of windows around whole vectors and groups, runs ending at the signal's
+// end, constant and non-finite windows.
+ZYN_TEST_ON_EVERY_VARIANT(CorrelationKernels);
+TEST_P(CorrelationKernels, WindowCorrelationsAreTheDefinitionBitForBit) {
+  std::mt19937_64 rng(8);
+  std::normal_distribution<double> noise(0.0, 1.0);
+  V y(700);
+  for (double& v : y) v = noise(rng);
+  std::fill(y.begin() + 100, y.begin() + 160, 0.25);  // constant windows: NaN
+  y[400] = kInf;
+  for (std::size_t n : {1u, 2u, 20u, 33u}) {
+    V t(n);
+    for (double& v : t) v = noise(rng);
+    const zyn::CentredSeries tmpl = zyn::centre(t);
+    for (std::size_t count : {1u, 7u, 8u, 33u, 64u, 130u}) {
+      for (std::size_t first : {std::size_t{0}, std::size_t{90}, std::size_t{380}, y.size() - n - count + 1}) {
+        V out(count);
+        zyn::window_correlations(tmpl, y, first, count, out);
+        for (std::size_t u = 0; u < count; ++u) {
+          const double expected = zyn::correlation(tmpl, std::span<const double>(y).subspan(first + u, n));
+          ASSERT_TRUE(same_bits(out[u], expected)) << "n " << n << " first " << first << " u " << u;
+        }
+      }
+    }
+  }
+}
+
 TEST(Covariance, KnownAnswersDegenerateLengthsAndCorrelation) {
   double C[4];
   m_cov(column_of({1, 2, 3, 4}).get(), column_of({2, 4, 6, 9}).get(), C);
@@ -131,6 +199,17 @@ TEST(Covariance, KnownAnswersDegenerateLengthsAndCorrelation) {
   EXPECT_EQ(corr({1, 2, 3, 4}, {1, -1, -1, 1}), 0.0);
   EXPECT_TRUE(std::isnan(corr({2, 2, 2}, {1, 5, 3})));
   EXPECT_TRUE(std::isnan(corr({2}, {1})));
+  EXPECT_TRUE(std::isnan(corr({1, 2, 3}, {1, 2})));                     // y too short
+  EXPECT_EQ(corr({1, 2, 3}, {3, 2, 1, 100}), corr({1, 2, 3}, {3, 2, 1}));  // y read over x's length
+  // The coefficient from its definition: cov / (sqrt(var y) * sqrt(var x)).
+  const V x{0.3, -1.25, 2.5, 7.0, 0.125}, y{1.0, 4.5, -2.0, 3.25, 0.5};
+  double mx = 0, my = 0, sxy = 0, sxx = 0, syy = 0;
+  for (std::size_t k = 0; k < 5; ++k) mx += x[k] / 5, my += y[k] / 5;
+  for (std::size_t k = 0; k < 5; ++k) {
+    sxy += (x[k] - mx) * (y[k] - my), sxx += (x[k] - mx) * (x[k] - mx), syy += (y[k] - my) * (y[k] - my);
+  }
+  EXPECT_NEAR(corr(x, y), sxy / std::sqrt(sxx * syy), 1e-15);
+  EXPECT_EQ(zyn::correlation(zyn::centre(x), y), corr(x, y));
 }
 
 TEST(CorrelationMatrix, KnownAnswersConstantColumnAndBounds) {
@@ -155,6 +234,44 @@ TEST(CorrelationMatrix, KnownAnswersConstantColumnAndBounds) {
   m_corrcoef(real_array(0, 2, {}).get(), R.get());
   EXPECT_EQ(contents(R).size(), 4u);
   for (double v : contents(R)) EXPECT_TRUE(std::isnan(v));
+}
+
+// The most typical column is the first largest column sum of corrcoef(),
+// whether the rounding bound settles it or the sums are formed in full:
+// independent series, near-identical beats (near-ties the bound cannot
+// separate), many identical ones, a constant series and a NaN sample.
+TEST(MostCorrelatedColumn, IsTheFirstLargestColumnSumOfTheCoefficientMatrix) {
+  std::mt19937_64 rng(21);
+  std::normal_distribution<double> noise(0.0, 1.0);
+  const std::size_t rows = 33;
+  for (int shape = 0; shape < 5; ++shape) {
+    for (std::size_t cols : {1u, 2u, 3u, 17u, 60u, 200u}) {
+      V beat(rows), X(rows * cols);
+      for (double& v : beat) v = noise(rng);
+      for (std::size_t j = 0; j < cols; ++j) {
+        for (std::size_t k = 0; k < rows; ++k) {
+          double& v = X[j * rows + k];
+          switch (shape) {
+            case 0: v = noise(rng); break;
+            case 1: v = beat[k] * (1.0 + 0.01 * static_cast<double>(j % 3)) + 1e-12 * noise(rng); break;
+            case 2: v = beat[k]; break;
+            case 3: v = j == cols / 2 ? 0.5 : beat[k] + 0.3 * noise(rng); break;
+            default: v = j == 1 && k == 4 ? kNaN : beat[k] + 0.3 * noise(rng); break;
+          }
+        }
+      }
+      V R;
+      zyn::corrcoef(X, static_cast<int32_t>(rows), static_cast<int32_t>(cols), R);
+      std::size_t best = 0;
+      V sums(cols, 0.0);
+      for (std::size_t j = 0; j < cols; ++j) {
+        for (std::size_t i = 0; i < cols; ++i) sums[j] += R[i + j * cols];
+        if (sums[j] > sums[best]) best = j;
+      }
+      EXPECT_EQ(zyn::most_correlated_column(X, rows, cols), best) << "shape " << shape << " cols " << cols;
+    }
+  }
+  EXPECT_EQ(zyn::most_correlated_column({}, 33, 0), 0u);
 }
 
 TEST(Kurtosis, MomentRatioAndCentringInPlace) {

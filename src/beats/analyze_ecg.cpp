@@ -14,7 +14,6 @@
 #include "beats/primitive_rpeaks.hpp"
 #include "beats/rpeak_classifier.hpp"
 #include "runtime/emx.hpp"
-#include "runtime/parallel.hpp"
 #include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
 #include "zynecgsolver/beats.h"
@@ -40,23 +39,16 @@ bool rr_is_short(std::span<const double> coarse, double fs) {
   return (mean + shortest) / 2.0 < kShortRrSeconds;
 }
 
-StretchBeats analyze_stretch(std::span<const double> ecg, double fs, HelperThread& helper) {
-  // The coarse detector only reads the samples and shares nothing with the
-  // refined one, so it runs on the helper meanwhile, filtering into an array
-  // of this thread's pool (the helper's own pool ends with the analysis).
-  PooledSamples filtered(PooledSamples::Overwritten{primitive_scratch_samples(ecg.size())});
-  Pending<bool> shortRr = helper.start([ecg, fs, &filtered] {
-    return rr_is_short(primitive_rpeaks(ecg, fs, *filtered), fs);
-  });
-  PooledSamples corrected(PooledSamples::Overwritten{ecg.size()});
-  StretchBeats out = keep_inner_beats(analyze_ecg_r(ecg, *corrected, fs, helper), ecg.size(), fs);
-  out.shortRr = shortRr.get();
-  return out;
-}
-
 StretchBeats analyze_stretch(std::span<const double> ecg, double fs) {
-  HelperThread helper = helper_for(ecg.size(), fs);
-  return analyze_stretch(ecg, fs, helper);
+  bool shortRr = false;
+  {
+    PooledSamples filtered(PooledSamples::Overwritten{primitive_scratch_samples(ecg.size())});
+    shortRr = rr_is_short(primitive_rpeaks(ecg, fs, *filtered), fs);
+  }
+  PooledSamples corrected(PooledSamples::Overwritten{ecg.size()});
+  StretchBeats out = keep_inner_beats(analyze_ecg_r(ecg, *corrected, fs), ecg.size(), fs);
+  out.shortRr = shortRr;
+  return out;
 }
 
 StretchBeats keep_inner_beats(const ClassifiedBeats& all, std::size_t n, double fs) {

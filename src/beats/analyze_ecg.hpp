@@ -18,8 +18,6 @@ struct StretchBeats {
 // Runs the detector on a private copy of ecg, keeps beats with
 // fs < position < N - fs, and raises the flag when (mean + min) / 2 of the
 // coarse detector's RR intervals is below 0.3 s.
-// The coarse detector runs on helper alongside the refined one.
-StretchBeats analyze_stretch(std::span<const double> ecg, double fs, HelperThread& helper);
 StretchBeats analyze_stretch(std::span<const double> ecg, double fs);
 
 // The flag from given coarse peak positions (fewer than two: false).

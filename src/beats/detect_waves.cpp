@@ -17,8 +17,7 @@ namespace zyn {
 
 WaveDetection detect_waves(std::span<const double> ecg, int32_t fs, int32_t qualityWindowSeconds,
                            double fullScale) {
-  HelperThread helper = beats::helper_for(ecg.size(), static_cast<double>(fs));
-  const beats::StretchBeats stretch = beats::analyze_stretch(ecg, static_cast<double>(fs), helper);
+  const beats::StretchBeats stretch = beats::analyze_stretch(ecg, static_cast<double>(fs));
   WaveDetection out;
   out.shortRrFlag = stretch.shortRr ? 1 : 0;
   for (std::size_t j = 0; j < stretch.rpeaks.size(); ++j) {
@@ -29,13 +28,9 @@ WaveDetection detect_waves(std::span<const double> ecg, int32_t fs, int32_t qual
       out.extraPeaks.push_back(position);
     }
   }
-  // The two ratings read the same samples and beats; one runs on the helper.
-  const std::vector<int32_t>& normal = out.normalPeaks;
-  Pending<int32_t> overall = helper.start([&ecg, &normal, fullScale] {
-    return beats::stretch_quality(ecg, normal, fullScale, static_cast<double>(normal.size()));
-  });
+  out.overallQuality = beats::stretch_quality(ecg, out.normalPeaks, fullScale,
+                                              static_cast<double>(out.normalPeaks.size()));
   out.windowQuality = beats::window_quality(ecg, fs, out.normalPeaks, qualityWindowSeconds, fullScale);
-  out.overallQuality = overall.get();
   return out;
 }
 

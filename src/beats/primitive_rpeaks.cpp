@@ -11,10 +11,10 @@
 #include <cmath>
 #include <cstdint>
 
+#include "beats/detection_kernels.hpp"
 #include "runtime/emx.hpp"
 #include "runtime/sample_pool.hpp"
 #include "runtime/scalar.hpp"
-#include "runtime/simd.hpp"
 #include "toolbox/search_sort.hpp"
 #include "zynecgsolver/beats.h"
 
@@ -80,33 +80,6 @@ void zero_phase_band_pass(std::span<const double> x, std::span<double> p) {
   filter_in_place<true>(p);
 }
 
-// The largest of NaN-free samples, eight lanes at a time; false (and no
-// value) when a sample is NaN. Without NaN the maximum is one value whatever
-// the order of comparisons, up to the sign of a zero maximum, which the
-// threshold below cannot tell apart (no sample is above +0 and not -0).
-ZYN_WIDEST_VECTORS bool largest_if_no_nan(std::span<const double> f, double& largest) {
-  EightDoubles best = EightDoubles{} + f[0], v;
-  EightDoubles unordered = {};  // non-zero in a lane that met a NaN
-  std::size_t k = 0;
-  for (; k + 8 <= f.size(); k += 8) {
-    load_eight(f.data() + k, v);
-    best = best > v ? best : v;
-    unordered += v != v ? 1.0 : 0.0;
-  }
-  double m = best[0];
-  bool anyNan = false;
-  for (std::size_t l = 0; l < 8; ++l) {
-    m = m > best[l] ? m : best[l];
-    anyNan = anyNan || unordered[l] != 0.0;
-  }
-  for (; k < f.size(); ++k) {
-    m = m > f[k] ? m : f[k];
-    anyNan = anyNan || std::isnan(f[k]);
-  }
-  largest = m;
-  return !anyNan;
-}
-
 // The running maximum "keep unless beaten": a NaN is passed on until a later
 // sample displaces it.
 double running_max(std::span<const double> f) {
@@ -114,13 +87,6 @@ double running_max(std::span<const double> f) {
   if (largest_if_no_nan(f, m)) return m;
   for (std::size_t i = 1; i < f.size(); ++i) m = m > f[i] ? m : f[i];
   return m;
-}
-
-// True when a sample of f[from .. to] (0-based, inclusive) is at least v.
-ZYN_WIDEST_VECTORS bool any_at_least(std::span<const double> f, std::size_t from, std::size_t to, double v) {
-  bool found = false;
-  for (std::size_t i = from; i <= to; ++i) found |= f[i] >= v;
-  return found;
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <span>
 #include <vector>
 
-#include "runtime/parallel.hpp"
 
 namespace zyn::beats {
 
@@ -16,17 +15,10 @@ struct ClassifiedBeats {
 
 // Detects and classifies the beats of ecg (modified in place: median-centred
 // and baseline-corrected). Unusable input gives rpeaks = [0], beatClass = [0].
-// Independent steps of a long stretch run on helper when it has a thread.
-ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs, HelperThread& helper);
 ClassifiedBeats analyze_ecg_r(std::vector<double>& ecg, double fs);
 // The same on input left as it is, the baseline-corrected signal going to
 // ecg (of the input's length; it may be the input's own array).
-ClassifiedBeats analyze_ecg_r(std::span<const double> input, std::span<double> ecg, double fs,
-                              HelperThread& helper);
-
-// A helper thread for one analysis of a stretch of the given length: started
-// only for stretches of a minute or more, shorter ones do not repay it.
-HelperThread helper_for(std::size_t samples, double fs);
+ClassifiedBeats analyze_ecg_r(std::span<const double> input, std::span<double> ecg, double fs);
 
 struct LocalPeak {
   double value;  // -inf when x has no local maximum

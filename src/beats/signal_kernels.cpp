@@ -1,6 +1,8 @@
 // Linear-time window and set kernels used by the beat detector (see the header).
 #include "beats/signal_kernels.hpp"
 
+#include "beats/detection_kernels.hpp"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -8,7 +10,6 @@
 #include <limits>
 
 #include "runtime/scalar.hpp"
-#include "runtime/simd.hpp"
 #include "toolbox/stats.hpp"
 
 namespace zyn::beats {
@@ -45,152 +46,16 @@ void sliding_extreme_van_herk(std::span<const double> x, std::size_t half, std::
 }
 
 
-// to[k] = pick(from[k], from[k + shift]) for k < count. Inlined into the
-// passes below, which are compiled per vector unit as a whole: a chunk's
-// passes are short, and a dispatched call per pass cost as much as the pass.
-[[gnu::always_inline]] inline void widen_max(const double* __restrict from, double* __restrict to,
-                                             std::size_t count, std::size_t shift) {
-  for (std::size_t k = 0; k < count; ++k) to[k] = from[k] > from[k + shift] ? from[k] : from[k + shift];
-}
-[[gnu::always_inline]] inline void widen_min(const double* __restrict from, double* __restrict to,
-                                             std::size_t count, std::size_t shift) {
-  for (std::size_t k = 0; k < count; ++k) to[k] = from[k] < from[k + shift] ? from[k] : from[k + shift];
-}
-
-// Order-free input: extremes over runs of 2, 4, 8, ... samples by doubling,
-// then each window of width W as the pick of two overlapping runs of the
-// largest power of two p <= W (starting at its first and at its W - p-th
-// sample). Each doubling step is one vectorised pass; the signal is taken in
-// chunks of kChunkWindows windows so that the passes stay in the L1 cache
-// (chunks of 1024 windows, 16 KiB of buffers, ran a fifth slower).
-ZYN_WIDEST_VECTORS void sliding_max_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
-  constexpr std::size_t kChunkWindows = 512;
-  const std::size_t n = x.size();
-  const std::size_t width = 2 * half + 1;
-  const std::size_t windows = n - width + 1;
-  std::vector<double> bufferA(kChunkWindows + width), bufferB(kChunkWindows + width);
-  for (std::size_t first = 0; first < windows; first += kChunkWindows) {
-    const std::size_t count = std::min(kChunkWindows, windows - first);
-    const std::size_t length = count + width - 1;  // samples the chunk's windows cover
-    // runs[k] = extreme of the chunk's samples k .. k + run - 1, k <= length - run
-    const double* runs = x.data() + first;
-    double* next = bufferA.data();
-    std::size_t run = 1;
-    for (; 2 * run <= width; run *= 2) {
-      widen_max(runs, next, length - 2 * run + 1, run);
-      runs = next;
-      next = next == bufferA.data() ? bufferB.data() : bufferA.data();
-    }
-    widen_max(runs, out.data() + first + half, count, width - run);
-  }
-}
-
-// Centred window ranges (maximum minus minimum) of order-free input by the
-// doubling above, both extremes taken chunk by chunk so that they meet in the
-// L1 cache instead of in two signal-long arrays.
-[[gnu::always_inline]] inline void difference(const double* a, const double* b, double* to, std::size_t count) {
-  for (std::size_t k = 0; k < count; ++k) to[k] = a[k] - b[k];
-}
-
-ZYN_WIDEST_VECTORS void sliding_range_by_doubling(std::span<const double> x, std::size_t half, std::span<double> out) {
-  // Six buffers of a chunk: 256 windows keep them (13 KiB for 0.05 s windows
-  // at 200 Hz) well inside a 48 KiB L1 data cache; 1024 windows spilled
-  // them and took 40 % longer.
-  constexpr std::size_t kChunkWindows = 256;
-  const std::size_t n = x.size();
-  const std::size_t width = 2 * half + 1;
-  const std::size_t windows = n - width + 1;
-  const std::size_t bufferLength = kChunkWindows + width;
-  std::vector<double> buffers(6 * bufferLength);
-  double* const highA = buffers.data();
-  double* const highB = highA + bufferLength;
-  double* const lowA = highB + bufferLength;
-  double* const lowB = lowA + bufferLength;
-  double* const high = lowB + bufferLength;
-  double* const low = high + bufferLength;
-  for (std::size_t first = 0; first < windows; first += kChunkWindows) {
-    const std::size_t count = std::min(kChunkWindows, windows - first);
-    const std::size_t length = count + width - 1;
-    const double* highRuns = x.data() + first;
-    const double* lowRuns = x.data() + first;
-    double* nextHigh = highA;
-    double* nextLow = lowA;
-    std::size_t run = 1;
-    for (; 2 * run <= width; run *= 2) {
-      widen_max(highRuns, nextHigh, length - 2 * run + 1, run);
-      widen_min(lowRuns, nextLow, length - 2 * run + 1, run);
-      highRuns = nextHigh;
-      lowRuns = nextLow;
-      nextHigh = nextHigh == highA ? highB : highA;
-      nextLow = nextLow == lowA ? lowB : lowA;
-    }
-    widen_max(highRuns, high, count, width - run);
-    widen_min(lowRuns, low, count, width - run);
-    difference(high, low, out.data() + first + half, count);
-  }
-}
-
 bool window_fits(std::span<const double> x, std::size_t half, std::span<double> out) {
   return half < x.size() && 2 * half + 1 <= x.size() && out.size() >= x.size();
 }
 
-// out[j] = mean of the 2 * half + 1 samples from[j ..], each sum added in
-// sample order from 0 as smoothed_sample adds it. The windows are taken a
-// block at a time, one window per vector lane: every lane adds its samples in
-// the same order, so the sums are those of the window-by-window loop.
-ZYN_WIDEST_VECTORS void sum_full_windows(const double* from, double* out, std::size_t count, std::size_t half) {
-  constexpr std::size_t kBlock = 512;
-  const std::size_t width = 2 * half + 1;
-  const auto divisor = static_cast<double>(width);
-  double sums[kBlock];
-  for (std::size_t first = 0; first < count; first += kBlock) {
-    const std::size_t m = std::min(kBlock, count - first);
-    for (std::size_t j = 0; j < m; ++j) sums[j] = 0.0;
-    for (std::size_t i = 0; i < width; ++i) {
-      const double* column = from + first + i;
-      for (std::size_t j = 0; j < m; ++j) sums[j] += column[j];
-    }
-    for (std::size_t j = 0; j < m; ++j) out[first + j] = sums[j] / divisor;
-  }
-}
-
-uint64_t key_of(double v) {
-  if (v == 0.0) v = 0.0;  // +0 and -0 are one value
-  return std::bit_cast<uint64_t>(v);
-}
-
 }  // namespace
-
-// No NaN (which the picks pass on asymmetrically) and no negative zero
-// (which ties with +0 and would be picked by position).
-ZYN_WIDEST_VECTORS bool extremes_are_order_free(std::span<const double> x) {
-  constexpr int64_t kMagnitude = std::numeric_limits<int64_t>::max();
-  constexpr int64_t kInfinityBits = 0x7FF0000000000000LL;
-  constexpr int64_t kNegativeZeroBits = std::numeric_limits<int64_t>::min();
-  int64_t unordered = 0;
-  for (double v : x) {
-    const auto bits = std::bit_cast<int64_t>(v);
-    unordered |= static_cast<int64_t>((bits & kMagnitude) > kInfinityBits) |
-                 static_cast<int64_t>(bits == kNegativeZeroBits);
-  }
-  return unordered == 0;
-}
-
-void sliding_range_centred_part(std::span<const double> x, std::size_t half, std::span<double> out,
-                                std::size_t first, std::size_t past) {
-  if (!window_fits(x, half, out)) return;
-  first = std::max(first, half);
-  past = std::min(past, x.size() - half);
-  if (first >= past) return;
-  // The windows centred on first .. past - 1 cover x[first - half, past + half).
-  const std::size_t from = first - half, length = past - first + 2 * half;
-  sliding_range_by_doubling(x.subspan(from, length), half, out.subspan(from, length));
-}
 
 void sliding_range_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
   if (!window_fits(x, half, out)) return;
   if (extremes_are_order_free(x)) {
-    sliding_range_by_doubling(x, half, out);
+    sliding_range_order_free(x, half, out);
     return;
   }
   const std::size_t n = x.size();
@@ -206,85 +71,10 @@ void sliding_range_centred(std::span<const double> x, std::size_t half, std::spa
 void sliding_max_centred(std::span<const double> x, std::size_t half, std::span<double> out) {
   if (!window_fits(x, half, out)) return;
   if (extremes_are_order_free(x)) {
-    sliding_max_by_doubling(x, half, out);
+    sliding_max_order_free(x, half, out);
   } else {
     sliding_extreme_van_herk<Greater>(x, half, out);
   }
-}
-
-std::size_t count_distinct_up_to(std::span<const double> x, std::size_t cap) {
-  if (cap == 0) return 0;
-  std::size_t slots = 16;
-  while (slots < 4 * cap) slots *= 2;
-  std::vector<uint64_t> table(slots);
-  std::vector<unsigned char> used(slots, 0);
-  std::size_t count = 0;
-  for (double v : x) {
-    if (std::isnan(v)) {  // no two NaN samples are ever merged
-      if (++count >= cap) return cap;
-      continue;
-    }
-    const uint64_t key = key_of(v);
-    std::size_t slot = static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ull) >> 40) & (slots - 1);
-    while (used[slot] && table[slot] != key) slot = (slot + 1) & (slots - 1);
-    if (used[slot]) continue;
-    used[slot] = 1;
-    table[slot] = key;
-    if (++count >= cap) return cap;
-  }
-  return count;
-}
-
-void smooth_into(std::span<const double> x, std::vector<double>& out, double span) {
-  const std::size_t n = x.size();
-  const std::size_t half = std::min(smoothing_half_width(span), n);
-  out.resize(n);
-  if (n < 2 || half == 0) {
-    std::copy(x.begin(), x.end(), out.begin());
-  } else if (half <= kDirectSumHalfWidth) {
-    smooth_direct(x, out, half);
-  } else {
-    smooth_moving_average(x, out, span);
-  }
-}
-
-void smooth_in_place(std::vector<double>& x, double span) {
-  const std::vector<double> original(x.begin(), x.end());
-  smooth_into(original, x, span);
-}
-
-std::size_t smoothing_half_width(double span) {
-  if (!(span > 0.0)) return 0;
-  const double widthValue = 2.0 * ceil_trunc(span / 2.0) - 1.0;
-  if (!(widthValue >= 3.0)) return 0;
-  const double halfValue = std::floor(widthValue / 2.0);
-  if (halfValue > 1e15) return static_cast<std::size_t>(1e15);
-  return static_cast<std::size_t>(halfValue);
-}
-
-void smooth_direct(std::span<const double> x, std::span<double> out, std::size_t half) {
-  const std::size_t n = x.size();
-  const std::size_t head = std::min(half, n);
-  const std::size_t whole = n > 2 * half ? n - 2 * half : 0;  // windows inside the signal
-  for (std::size_t k = 0; k < head; ++k) out[k] = smoothed_sample(x, k, half);
-  sum_full_windows(x.data(), out.data() + head, whole, half);
-  for (std::size_t k = head + whole; k < n; ++k) out[k] = smoothed_sample(x, k, half);
-}
-
-double smoothed_sample(std::span<const double> x, std::size_t k, std::size_t half) {
-  const std::size_t lo = k > half ? k - half : 0;
-  const std::size_t hi = std::min(x.size(), k + half + 1);
-  double sum = 0.0;
-  for (std::size_t i = lo; i < hi; ++i) sum += x[i];
-  return sum / static_cast<double>(hi - lo);
-}
-
-std::size_t first_max_index(std::span<const double> x) {
-  std::size_t best = 0;
-  for (std::size_t k = 1; k < x.size(); ++k) {
-    if (x[k] > x[best]) best = k;
-  }
-  return best;
 }
 
 }  // namespace zyn::beats

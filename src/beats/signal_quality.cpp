@@ -12,9 +12,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "beats/detection_kernels.hpp"
 #include "runtime/emx.hpp"
 #include "runtime/scalar.hpp"
-#include "runtime/simd.hpp"
 #include "zynecgsolver/beats.h"
 
 namespace zyn::beats {
@@ -24,31 +24,6 @@ constexpr double kSaturationFractionOfFullScale = 0.97;
 constexpr double kIrregularSdFractionOfMean = 0.25;
 constexpr double kNoSamplesMagnitude = -10000.0;
 constexpr int32_t kShortestSplitWindowSeconds = 4;  // windows of 4 s or less are never used
-
-}  // namespace
-
-namespace {
-
-// The largest sample magnitude, at least `floor`; a NaN sample never raises
-// it. NaN is never taken, so the maximum does not depend on the order of
-// comparisons and eight lanes run at once (a zero magnitude may keep its
-// sign, which no comparison tells apart).
-ZYN_WIDEST_VECTORS double largest_magnitude(std::span<const double> x, double floor) {
-  EightDoubles lanes = EightDoubles{} + floor, v;
-  std::size_t k = 0;
-  for (; k + 8 <= x.size(); k += 8) {
-    load_eight(x.data() + k, v);
-    const EightDoubles a = v < 0.0 ? -v : v;
-    lanes = a > lanes ? a : lanes;
-  }
-  double largest = floor;
-  for (std::size_t l = 0; l < 8; ++l) largest = lanes[l] > largest ? lanes[l] : largest;
-  for (; k < x.size(); ++k) {
-    const double a = std::fabs(x[k]);
-    if (a > largest) largest = a;
-  }
-  return largest;
-}
 
 }  // namespace
 

@@ -1,15 +1,24 @@
-// Recording-length scratch arrays kept by each thread between its analyses.
+// Recording-length scratch arrays of doubles, reused through one pool for the
+// whole process.
 //
-// One analysis of a 10-minute recording at 200 Hz needs about a dozen arrays
-// of the recording's length, a megabyte each. Freed at the end of every call,
-// they leave so much free space at the top of the C library's heap that it
-// hands the memory back to the system, and the next call takes it afresh at
-// one page fault per 4 KiB: milliseconds per call on a virtual machine. A
-// thread therefore keeps such arrays (up to kPooledBytesPerThread) for its
-// next analysis and frees them when it ends. An array comes out of the pool
-// zeroed or filled, exactly as a new vector would, or, where its user writes
-// every sample before reading one, as it is; either way nothing of an earlier
-// analysis can reach a result.
+// One analysis of a 10-minute recording at 200 Hz needs about ten arrays of
+// the recording's length, a megabyte each. Taken from the system afresh on
+// every call, each costs a page fault per 4 KiB (milliseconds per call on a
+// virtual machine); kept by every calling thread, they grow with the number
+// of threads (a pool of 200 application threads held gigabytes). So arrays
+// of kPooledSamplesFrom samples and more are mapped from the system directly
+// (never through the C library's heap, whose per-thread arenas keep freed
+// memory), and a returned array is kept for the next analysis of any thread
+// while the pool holds less than pool_limit_bytes() — a bound set by the
+// number of processors, since at most that many analyses run at full speed
+// at once — and otherwise unmapped at once, its memory back with the system.
+// After a burst of more analyses at once than that, the pool keeps one
+// processor's share and asks the C library's heaps to return their free
+// pages. Shorter arrays come from the heap as usual.
+//
+// An array comes out zeroed or copied, exactly as a new vector would, or,
+// where its user writes every sample before reading one, as it is; either way
+// nothing of an earlier analysis can reach a result.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +26,10 @@
 #include <vector>
 
 namespace zyn {
+
+// Arrays shorter than this (128 KiB) come from the heap, whose bins serve
+// them well and keep no more than a few of them.
+inline constexpr std::size_t kPooledSamplesFrom = 16384;
 
 class PooledSamples {
  public:
@@ -33,27 +46,24 @@ class PooledSamples {
     std::size_t samples;
   };
   explicit PooledSamples(Overwritten size);
-  // No samples yet, but room for this many: an array another thread fills
-  // (taken here, so that the memory comes from this thread's pool).
-  struct Room {
-    std::size_t samples;
-  };
-  explicit PooledSamples(Room room);
   PooledSamples(const PooledSamples&) = delete;
   PooledSamples& operator=(const PooledSamples&) = delete;
-  // The array goes back to this thread's pool (or is freed when it is full).
+  // The array goes back to the pool, or to the system when the pool is full.
   ~PooledSamples();
 
-  std::vector<double>& operator*() { return values_; }
-  const std::vector<double>& operator*() const { return values_; }
-  std::vector<double>* operator->() { return &values_; }
-  const std::vector<double>* operator->() const { return &values_; }
+  std::span<double> operator*() { return {data_, size_}; }
+  std::span<const double> operator*() const { return {data_, size_}; }
 
  private:
-  std::vector<double> values_;
+  double* data_ = nullptr;
+  std::size_t size_ = 0;
+  std::size_t capacityBytes_ = 0;  // 0: a heap array (small_) or none
+  std::vector<double> small_;
 };
 
-// Bytes this thread's pool holds now (for tests).
-std::size_t pooled_bytes_of_this_thread();
+// Most bytes the pool keeps between analyses: 12 MiB per processor.
+std::size_t pool_limit_bytes();
+// Bytes the pool keeps now (for tests).
+std::size_t pooled_bytes();
 
 }  // namespace zyn

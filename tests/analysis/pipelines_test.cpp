@@ -49,9 +49,8 @@ TEST(AnalysisIndices, DetectedBeatsLieOnTheSyntheticRWaves) {
   }
 }
 
-// Ten-minute analyses use helper threads inside; several of them at once
-// must still give exactly the results of one at a time (run under
-// ThreadSanitizer in CI).
+// Several ten-minute analyses at once, sharing the scratch pool, must give
+// exactly the results of one at a time (run under ThreadSanitizer in CI).
 TEST(AnalysisThreads, ConcurrentAnalysesMatchSequentialOnes) {
   constexpr std::size_t kRecordings = 4;
   const auto results = [](const zyn::HrvAnalysis& a) {

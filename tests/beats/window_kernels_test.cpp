@@ -1,7 +1,6 @@
 // Centred window extremes against their definition, for the vectorised path
-// (no NaN, no -0), the fixed-order path and the path that works in parts, on
-// seeded random signals; the directly summed short moving average against a
-// window-by-window sum.
+// (no NaN, no -0) on every processor variant and the fixed-order path, on
+// seeded random signals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,14 +10,15 @@
 #include <vector>
 
 #include "beats/signal_kernels.hpp"
+#include "common/every_variant.hpp"
 
 namespace {
 
 constexpr double kUntouched = -12345.0;
 
-// On order-free signals the ranges worked out in parts (as two threads share
-// them) equal the whole signal's ranges bit for bit, wherever it is cut.
-TEST(WindowExtremes, MaximaAndRangesEqualTheirDefinitionAlsoWhenWorkedOutInParts) {
+ZYN_TEST_ON_EVERY_VARIANT(WindowExtremesOnEveryVariant);
+
+TEST_P(WindowExtremesOnEveryVariant, MaximaAndRangesEqualTheirDefinition) {
   std::mt19937_64 rng(42);
   std::uniform_int_distribution<int> level(-4, 4);  // many ties, +0 among them
   std::normal_distribution<double> wide(0.0, 1e3);
@@ -45,13 +45,6 @@ TEST(WindowExtremes, MaximaAndRangesEqualTheirDefinitionAlsoWhenWorkedOutInParts
           EXPECT_EQ(mx[k], hi);
           EXPECT_EQ(range[k], hi - lo);
         }
-        if (shape == 2) continue;
-        for (std::size_t cut : {std::size_t{0}, std::size_t{1}, half, n / 2, n - std::min(n, half), n}) {
-          std::vector<double> parts(n, kUntouched);
-          zyn::beats::sliding_range_centred_part(x, half, parts, 0, std::min(cut, n));
-          zyn::beats::sliding_range_centred_part(x, half, parts, std::min(cut, n), n);
-          ASSERT_EQ(std::memcmp(parts.data(), range.data(), n * sizeof(double)), 0) << n << " " << half << " " << cut;
-        }
       }
     }
   }
@@ -69,33 +62,6 @@ TEST(WindowExtremes, NanAndNegativeZeroFollowTheFixedComparisonOrder) {
   EXPECT_EQ(mx[4], 0.0);
   EXPECT_TRUE(std::signbit(mx[4]));
   EXPECT_EQ(mx[5], 5.0);
-}
-
-TEST(ShortMovingAverage, EqualsTheWindowByWindowSumInSampleOrder) {
-  std::mt19937_64 rng(7);
-  std::normal_distribution<double> wide(0.0, 1e3);
-  for (std::size_t n : {1u, 2u, 3u, 8u, 9u, 10u, 700u, 1300u}) {  // 1300 crosses the blocks of 512 windows
-    for (double span : {0.5, 3.0, 5.0, 7.2, 9.0}) {
-      std::vector<double> x(n);
-      for (double& v : x) v = wide(rng);
-      if (n > 8) {
-        x[3] = -0.0;
-        x[n - 4] = INFINITY;
-        x[n / 2] = NAN;
-      }
-      std::vector<double> smoothed = x;
-      zyn::beats::smooth_in_place(smoothed, span);
-      const std::size_t half = zyn::beats::smoothing_half_width(span);
-      for (std::size_t k = 0; k < n; ++k) {
-        const std::size_t lo = k > half ? k - half : 0, hi = std::min(n, k + half + 1);
-        double sum = 0.0;
-        for (std::size_t i = lo; i < hi; ++i) sum += x[i];
-        const double expected = n < 2 || half == 0 ? x[k] : sum / static_cast<double>(hi - lo);
-        SCOPED_TRACE(testing::Message() << "n " << n << " span " << span << " k " << k);
-        EXPECT_EQ(std::memcmp(&smoothed[k], &expected, sizeof expected), 0) << smoothed[k] << " vs " << expected;
-      }
-    }
-  }
 }
 
 }  // namespace

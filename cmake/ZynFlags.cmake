@@ -2,7 +2,10 @@
 #
 # Floating-point results must not depend on the optimiser: contraction into
 # fused multiply-adds is off and no fast-math flag is ever used, so every
-# operation order written in the code is the one executed. Nothing reads
+# operation order written in the code is the one executed (GCC 12's
+# vectoriser still forms fused multiply-adds from some complex-product
+# patterns in code for processors that have them: the no_fused_multiply_add
+# test checks the built library). Nothing reads
 # errno after a math call, so square roots need not set it and can run as
 # (correctly rounded, hence identical) vector instructions. The loops written
 # for vector lanes are vectorised at -O2 as well (GCC's -O2 otherwise only
@@ -29,11 +32,10 @@ target_link_libraries(zyn_simd INTERFACE hwy::hwy)
 target_compile_definitions(zyn_simd INTERFACE "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3_DL)")
 
 # Sanitizers apply to everything that links zyn_sanitizers (all targets do,
-# the library's own sources included).
+# the library's own sources included). Highway chooses a variant on the
+# first call, not when the library is loaded, so sanitizer builds run and
+# test every variant.
 add_library(zyn_sanitizers INTERFACE)
-if(ZYN_SANITIZE OR ZYN_TSAN)
-  target_compile_definitions(zyn_sanitizers INTERFACE ZYN_SINGLE_VARIANT)
-endif()
 if(ZYN_SANITIZE)
   target_compile_options(zyn_sanitizers INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

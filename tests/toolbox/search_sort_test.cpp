@@ -90,6 +90,11 @@ TEST_P(IntervalKernels, CountsValuesAndPositionsAreThoseOfAPlainScan) {
       ASSERT_EQ(counts.inside, inside.size());
       const std::vector<double> kept = zyn::elements_within(x, threshold, high, counts.inside);
       EXPECT_TRUE(std::equal(kept.begin(), kept.end(), inside.begin(), inside.end(), same_bits));
+      const zyn::IntervalCounts reversed = zyn::count_within(x, high, threshold);  // low above high
+      EXPECT_EQ(reversed.below, static_cast<std::size_t>(std::count_if(x.begin(), x.end(), [&](double v) { return v < high; })));
+      EXPECT_EQ(reversed.inside, static_cast<std::size_t>(std::count_if(x.begin(), x.end(), [&](double v) {
+                  return v >= high && v <= threshold;
+                })));
     }
   }
 }

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <sstream>
 
+#include "reader_text.hpp"
 #include "wfdb/error.hpp"
 #include "wfdb/resample.hpp"
 #include "wfdb/signals.hpp"
@@ -21,113 +22,6 @@
 namespace zyn::cli {
 namespace fs = std::filesystem;
 namespace {
-
-// Timestamps may be rounded; each must lie within half a sample period of
-// the even grid the first and last timestamps define.
-constexpr double kTimeGridToleranceSamples = 0.5;
-
-std::string lower(std::string_view s) {
-  std::string out(s);
-  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return out;
-}
-
-std::string_view trim(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t' || s.front() == '\r' || s.front() == '"')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r' || s.back() == '"')) s.remove_suffix(1);
-  return s;
-}
-
-// With semicolon or tab separators a decimal comma is accepted too.
-std::optional<double> parse_number(std::string_view field, bool decimalComma = false) {
-  field = trim(field);
-  std::string withPoint;
-  if (decimalComma && field.find(',') != std::string_view::npos) {
-    withPoint.assign(field);
-    std::replace(withPoint.begin(), withPoint.end(), ',', '.');
-    field = withPoint;
-  }
-  if (!field.empty() && field.front() == '+') field.remove_prefix(1);
-  double value = 0.0;
-  const auto [end, ec] = std::from_chars(field.data(), field.data() + field.size(), value);
-  if (ec != std::errc() || end != field.data() + field.size() || field.empty()) return std::nullopt;
-  return value;
-}
-
-std::optional<std::size_t> parse_index(std::string_view s) {
-  std::size_t value = 0;
-  const auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), value);
-  if (ec != std::errc() || end != s.data() + s.size() || s.empty()) return std::nullopt;
-  return value;
-}
-
-std::string read_bytes(const std::string& path) {
-  std::error_code ec;
-  if (!fs::exists(path, ec)) throw InputError(path, "no such file");
-  if (fs::is_directory(path, ec)) throw InputError(path, "is a folder, not a file");
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw InputError(path, "cannot open file (permission denied?)");
-  std::ostringstream content;
-  content << in.rdbuf();
-  if (in.bad()) throw InputError(path, "read error");
-  return content.str();
-}
-
-std::vector<std::string_view> split(std::string_view line, char delimiter) {
-  std::vector<std::string_view> fields;
-  if (delimiter == '\0') return {line};
-  std::size_t from = 0;
-  for (;;) {
-    const auto at = line.find(delimiter, from);
-    fields.push_back(line.substr(from, at == std::string_view::npos ? std::string_view::npos : at - from));
-    if (at == std::string_view::npos) return fields;
-    from = at + 1;
-  }
-}
-
-char detect_delimiter(std::string_view firstLine) {
-  for (const char c : {'\t', ';', ','})
-    if (firstLine.find(c) != std::string_view::npos) return c;
-  return '\0';
-}
-
-bool looks_like_time(std::string_view name) {
-  const std::string n = lower(trim(name));
-  return n == "t" || n.find("time") != std::string::npos || n.find("sec") != std::string::npos ||
-         n == "s" || n == "t_s";
-}
-
-// Index of the column the user asked for, by header name or 0-based index.
-std::size_t choose_column(const std::string& source, const std::vector<std::string>& names,
-                          std::size_t columns, bool hasTime, const std::string& wanted) {
-  if (wanted.empty()) return hasTime ? 1 : 0;
-  for (std::size_t i = 0; i < names.size(); ++i)
-    if (trim(names[i]) == wanted) return i;
-  if (const auto index = parse_index(wanted)) {
-    if (*index < columns) return *index;
-    throw InputError(source, "column " + wanted + " does not exist (the file has " +
-                                 std::to_string(columns) + " columns)");
-  }
-  throw InputError(source, "no column named '" + wanted + "'");
-}
-
-void check_time_grid(const std::string& source, const std::vector<double>& t, std::size_t firstLine,
-                     const std::vector<std::size_t>& lineOf, double& fsHz) {
-  if (t.size() < 2) throw InputError(source, "a time column needs at least two rows");
-  const double span = t.back() - t.front();
-  if (!(span > 0.0)) throw InputError(source, "the time column does not increase");
-  fsHz = static_cast<double>(t.size() - 1) / span;
-  const double period = span / static_cast<double>(t.size() - 1);
-  for (std::size_t i = 0; i < t.size(); ++i) {
-    const double expected = t.front() + static_cast<double>(i) * period;
-    if (std::abs(t[i] - expected) > kTimeGridToleranceSamples * period) {
-      throw InputError(source, "line " + std::to_string(lineOf[i]) +
-                                   ": time column is not evenly spaced (expected about " +
-                                   std::to_string(expected) + " s)");
-    }
-  }
-  (void)firstLine;
-}
 
 void check_samples(const Recording& r) {
   if (r.samples.empty()) throw InputError(r.source, "holds no samples");
@@ -181,75 +75,6 @@ std::string_view format_name(InputFormat format) {
     case InputFormat::Auto: break;
   }
   return "auto";
-}
-
-Recording parse_csv(std::string_view text, const std::string& source, const ReadOptions& options) {
-  std::vector<std::pair<std::size_t, std::string_view>> lines;  // 1-based line number, text
-  std::size_t lineNumber = 0;
-  while (!text.empty()) {
-    const auto end = text.find('\n');
-    std::string_view line = text.substr(0, end);
-    ++lineNumber;
-    if (!trim(line).empty()) lines.emplace_back(lineNumber, line);
-    if (end == std::string_view::npos) break;
-    text.remove_prefix(end + 1);
-  }
-  if (lines.empty()) throw InputError(source, "is empty");
-
-  const char delimiter = detect_delimiter(lines.front().second);
-  const bool decimalComma = delimiter == ';' || delimiter == '\t';
-  std::vector<std::string> names;
-  const auto firstFields = split(lines.front().second, delimiter);
-  const bool hasHeader = std::any_of(firstFields.begin(), firstFields.end(),
-                                     [&](std::string_view f) { return !parse_number(f, decimalComma); });
-  if (hasHeader) {
-    for (const auto f : firstFields) names.emplace_back(trim(f));
-    lines.erase(lines.begin());
-    if (lines.empty()) throw InputError(source, "has a header line but no samples");
-  }
-  const std::size_t columns = firstFields.size();
-  const bool hasTime = columns >= 2 && (hasHeader ? looks_like_time(names[0]) : columns == 2);
-  const std::size_t valueColumn = choose_column(source, names, columns, hasTime, options.signal);
-
-  Recording r;
-  r.source = source;
-  r.format = "csv";
-  r.signalName = hasHeader ? names[valueColumn] : "column " + std::to_string(valueColumn);
-  std::vector<double> times;
-  std::vector<std::size_t> lineOf;
-  r.samples.reserve(lines.size());
-  for (const auto& [number, line] : lines) {
-    const auto fields = split(line, delimiter);
-    if (fields.size() != columns) {
-      throw InputError(source, "line " + std::to_string(number) + ": " + std::to_string(fields.size()) +
-                                   " fields where the first line has " + std::to_string(columns));
-    }
-    for (std::size_t c = 0; c < columns; ++c) {
-      if (c != valueColumn && !(hasTime && c == 0)) continue;
-      const auto value = parse_number(fields[c], decimalComma);
-      if (!value) {
-        throw InputError(source, "line " + std::to_string(number) + ", column " + std::to_string(c + 1) +
-                                     ": '" + std::string(trim(fields[c])) + "' is not a number");
-      }
-      if (c == valueColumn) r.samples.push_back(*value);
-      if (hasTime && c == 0) times.push_back(*value);
-    }
-    lineOf.push_back(number);
-  }
-  if (options.fsHz) {
-    r.fsHz = *options.fsHz;
-  } else if (hasTime) {
-    check_time_grid(source, times, lines.front().first, lineOf, r.fsHz);
-  } else {
-    throw InputError(source, "has no time column: give the sampling rate with --fs");
-  }
-  return r;
-}
-
-Recording read_csv(const std::string& path, const ReadOptions& options) {
-  const std::string text = read_bytes(path);
-  if (text.find('\0') != std::string::npos) throw InputError(path, "is binary, not CSV text");
-  return parse_csv(text, path, options);
 }
 
 Recording read_wfdb(const std::string& path, const ReadOptions& options) {

@@ -25,12 +25,14 @@ class InputError : public std::runtime_error {
 
 enum class InputFormat { Auto, Csv, Wfdb, Edf, Raw };
 enum class RawType { Float64, Int16 };
+enum class TimeUnit { Seconds, Milliseconds };
 
 struct ReadOptions {
   InputFormat format = InputFormat::Auto;
   std::optional<double> fsHz;        // required for raw files and one-column CSV
   std::string signal;                // name or 0-based index; empty: the first ECG signal
   std::optional<RawType> rawType;    // default from the extension (.i16), else float64
+  std::optional<TimeUnit> timeUnit;  // of a CSV time column; default from its name or its rate
 };
 
 struct Recording {
@@ -57,8 +59,10 @@ Recording read_wfdb(const std::string& path, const ReadOptions& options);
 Recording read_edf(const std::string& path, const ReadOptions& options);
 Recording read_raw(const std::string& path, const ReadOptions& options);
 
-// Parses CSV text (comma, semicolon or tab separated; one value column, or a
-// time column in seconds and value columns; an optional header line).
+// Parses CSV text (comma, semicolon or tab separated; decimal points or
+// commas; one value column, or a time column in seconds or milliseconds and
+// value columns; an optional header line). See csv.cpp for how the layout
+// is read from the content.
 Recording parse_csv(std::string_view text, const std::string& source, const ReadOptions& options);
 
 // The recording resampled to the analysis rate of 200 Hz.

@@ -10,9 +10,10 @@
 //   than the file's first, is an error naming its line.
 // - A file without header whose lines hold one comma each and no point can
 //   be one column with decimal commas or two columns of whole numbers. A
-//   fraction with a leading zero ("-0,0450") or a negative zero ("-0,5")
+//   fraction with a leading zero ("0,0450") or a negative zero ("-0,5")
 //   shows the decimal comma; a sign after the comma, a point or another
-//   comma show columns; a file with neither is refused.
+//   comma show columns. The first line that shows either decides; a file
+//   where no line does is refused.
 // - Time column: the column whose name speaks of time (t, time, Zeit,
 //   timestamp, s, ms, time_ms, "Time [s]", ...); without a header, the first
 //   of exactly two columns. Its unit comes from --time-unit, else from its
@@ -26,6 +27,7 @@
 //   rise by an even step on every line: that is a time or sample-number
 //   column under a name not recognised, not an ECG.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <set>
 
@@ -95,9 +97,11 @@ std::optional<double> number_with_point(std::string_view field) {
 }
 
 std::optional<double> number_with_comma(std::string_view field) {
-  std::string pointed(field);
-  std::replace(pointed.begin(), pointed.end(), ',', '.');
-  return number_with_point(pointed);
+  constexpr std::size_t kLongestNumber = 64;
+  std::array<char, kLongestNumber> pointed{};
+  if (field.size() > pointed.size()) return std::nullopt;
+  std::replace_copy(field.begin(), field.end(), pointed.begin(), ',', '.');
+  return number_with_point({pointed.data(), field.size()});
 }
 
 // Tells a header line from data: a field that is no number with either mark.
@@ -147,19 +151,22 @@ bool is_digits(std::string_view s) {
 
 // In a file without header whose only separator can be the comma: '\0' when
 // the comma is a decimal mark (one column), ',' when it separates columns.
+// The first line that can be read only one way decides; the numbers of all
+// lines are then read under that decision and checked as usual.
 char role_of_comma(const std::vector<Line>& lines, const std::string& source) {
-  bool decimalShown = false;
   for (const Line& line : lines) {
-    const auto fields = split(trim(line.text), ',');
-    if (fields.size() != 2 || line.text.find('.') != std::string_view::npos) return ',';
-    std::string_view whole = trim(fields[0]);
-    const std::string_view fraction = trim(fields[1]);
+    const std::string_view text = trim(line.text);
+    const auto comma = text.find(',');
+    if (comma == std::string_view::npos || text.find(',', comma + 1) != std::string_view::npos ||
+        text.find('.') != std::string_view::npos)
+      return ',';
+    std::string_view whole = trim(text.substr(0, comma));
+    const std::string_view fraction = trim(text.substr(comma + 1));
     const bool hasSign = !whole.empty() && (whole.front() == '-' || whole.front() == '+');
     if (hasSign) whole.remove_prefix(1);
     if (!is_digits(whole) || !is_digits(fraction)) return ',';
-    if ((fraction.size() > 1 && fraction.front() == '0') || (hasSign && whole == "0")) decimalShown = true;
+    if ((fraction.size() > 1 && fraction.front() == '0') || (hasSign && whole == "0")) return '\0';
   }
-  if (decimalShown) return '\0';
   throw InputError(source, at_line(lines.front().number) + "'" + std::string(trim(lines.front().text)) +
                                "' may be one number with a decimal comma or two columns; separate columns by ';' "
                                "or a tab, or add a header line naming the columns");

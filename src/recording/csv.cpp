@@ -34,7 +34,7 @@
 #include "reader_text.hpp"
 #include "recording.hpp"
 
-namespace zyn::cli {
+namespace zyn::recording {
 namespace {
 
 constexpr double kTimeGridToleranceSamples = 0.5;
@@ -363,4 +363,4 @@ Recording read_csv(const std::string& path, const ReadOptions& options) {
   return parse_csv(text, path, options);
 }
 
-}  // namespace zyn::cli
+}  // namespace zyn::recording

@@ -14,7 +14,7 @@
 
 #include "recording.hpp"
 
-namespace zyn::cli {
+namespace zyn::recording {
 
 inline std::string lower(std::string_view s) {
   std::string out(s);
@@ -50,4 +50,4 @@ inline std::string read_bytes(const std::string& path) {
   return content.str();
 }
 
-}  // namespace zyn::cli
+}  // namespace zyn::recording

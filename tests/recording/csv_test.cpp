@@ -7,7 +7,7 @@
 #include "recording.hpp"
 #include "recording/support.hpp"
 
-namespace zyn::cli {
+namespace zyn::recording {
 namespace {
 
 using namespace testing;
@@ -85,4 +85,4 @@ TEST(CsvReader, RefusesWhatCouldBeReadTwoWaysNamingTheLine) {
 }
 
 }  // namespace
-}  // namespace zyn::cli
+}  // namespace zyn::recording

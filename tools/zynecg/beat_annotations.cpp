@@ -18,17 +18,17 @@ std::string time_resolution_note(double fsHz) {
 
 }  // namespace
 
-std::vector<wfdb::Annotation> beat_annotations(const FileAnalysis& f) {
+std::vector<wfdb::Annotation> beat_annotations(const RecordingAnalysis& f, bool rateFromOption) {
   std::vector<wfdb::Annotation> annotations;
-  const bool rateFromWfdbHeader = f.recording.format == "wfdb" && !f.options.read.fsHz;
-  if (!rateFromWfdbHeader) annotations.push_back({0, kNoteCode, 0, 0, 0, time_resolution_note(f.recording.fsHz)});
-  for (const Beat& b : f.beats().beats)
+  if (f.recording.format != "wfdb" || rateFromOption)
+    annotations.push_back({0, kNoteCode, 0, 0, 0, time_resolution_note(f.recording.fsHz)});
+  for (const recording::Beat& b : f.beats)
     annotations.push_back({f.file_sample(b.sample), b.extra ? kExtraSystoleCode : kNormalBeatCode, 0, 0, 0, ""});
   return annotations;
 }
 
-void write_beat_annotations(const std::filesystem::path& path, const FileAnalysis& f) {
-  const std::vector<uint8_t> bytes = wfdb::encode_annotations(beat_annotations(f));
+void write_beat_annotations(const std::filesystem::path& path, const RecordingAnalysis& f, bool rateFromOption) {
+  const std::vector<uint8_t> bytes = wfdb::encode_annotations(beat_annotations(f, rateFromOption));
   write_file_atomically(path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 

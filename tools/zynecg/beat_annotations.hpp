@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "file_analysis.hpp"
+#include "analyse_recording.hpp"
 #include "wfdb/annotations.hpp"
 
 namespace zyn::cli {
@@ -18,9 +18,12 @@ inline constexpr int kNormalBeatCode = 1;     // N
 inline constexpr int kExtraSystoleCode = 5;   // V
 inline constexpr int kNoteCode = 22;          // a comment annotation
 
-std::vector<wfdb::Annotation> beat_annotations(const FileAnalysis& f);
+using recording::RecordingAnalysis;
+
+// rateFromOption: the rate was given with --fs instead of read from the file.
+std::vector<wfdb::Annotation> beat_annotations(const RecordingAnalysis& f, bool rateFromOption);
 
 // Writes the encoded annotations under a temporary name, then renames.
-void write_beat_annotations(const std::filesystem::path& path, const FileAnalysis& f);
+void write_beat_annotations(const std::filesystem::path& path, const RecordingAnalysis& f, bool rateFromOption);
 
 }  // namespace zyn::cli

@@ -25,7 +25,6 @@
 
 #include "beat_annotations.hpp"
 #include "excerpt.hpp"
-#include "file_analysis.hpp"
 #include "output.hpp"
 #include "report.hpp"
 
@@ -88,12 +87,12 @@ struct AnalyseArgs {
 
 // Why a file that was read gave nothing at all, or "" when some stretch gave
 // beats. A wrong --fs is the usual cause, so the message asks about it.
-std::string why_nothing_was_analysed(const FileAnalysis& f) {
-  const auto& stretches = f.beats().stretches;
+std::string why_nothing_was_analysed(const RecordingAnalysis& f, std::optional<double> givenFs) {
+  const auto& stretches = f.stretches;
   std::map<int32_t, std::size_t> errors;
   for (const StretchResult& st : stretches) {
-    if (has_beats(st.beats().error)) return "";
-    errors[st.beats().error] += 1;
+    if (has_beats(st.error)) return "";
+    errors[st.error] += 1;
   }
   std::ostringstream why;
   why << "nothing could be analysed:";
@@ -103,7 +102,7 @@ std::string why_nothing_was_analysed(const FileAnalysis& f) {
         << stretches.size() << (stretches.size() == 1 ? " stretch" : " stretches");
     separator = "; ";
   }
-  if (f.options.read.fsHz) why << "; is " << *f.options.read.fsHz << " Hz (--fs) the file's sampling rate?";
+  if (givenFs) why << "; is " << *givenFs << " Hz (--fs) the file's sampling rate?";
   return why.str();
 }
 
@@ -123,13 +122,15 @@ int run_analyse(const AnalyseArgs& args) {
   options.read.fsHz = args.fs;
   options.read.signal = args.signal;
   if (!args.timeUnit.empty()) options.read.timeUnit = args.timeUnit == "ms" ? TimeUnit::Milliseconds : TimeUnit::Seconds;
+  // One file: its stretches on every core; several: files on --jobs threads.
+  if (args.files.size() == 1) options.parallel = parallel_on_threads(std::thread::hardware_concurrency());
   if (!args.rawType.empty()) options.read.rawType = args.rawType == "int16" ? RawType::Int16 : RawType::Float64;
 
   const std::size_t n = args.files.size();
   const bool several = n > 1;
   const bool jsonToStdout = args.json == kStandardOutput;
   std::ostream& text = jsonToStdout ? std::cerr : std::cout;
-  std::vector<std::optional<FileAnalysis>> results(n);
+  std::vector<std::optional<RecordingAnalysis>> results(n);
   std::vector<std::string> failures(n);
   std::vector<std::string> summaries(n);
   std::atomic<std::size_t> next{0}, finished{0};
@@ -141,12 +142,12 @@ int run_analyse(const AnalyseArgs& args) {
       const std::string& file = args.files[i];
       try {
         const Progress progress = several ? Progress{} : Progress{[&](std::size_t d, std::size_t t) { bar.update(d, t); }};
-        FileAnalysis f = analyse_file(file, options, progress);
-        if (const std::string why = why_nothing_was_analysed(f); !why.empty()) throw InputError(file, why);
+        RecordingAnalysis f = analyse_file(file, options, progress);
+        if (const std::string why = why_nothing_was_analysed(f, args.fs); !why.empty()) throw InputError(file, why);
         summaries[i] = human_summary(f);
         if (!args.report.empty()) write_file_atomically(per_file_path(args.report, file, several), html_report(f));
         if (!args.annotations.empty())
-          write_beat_annotations(per_file_path(args.annotations, file, several), f);
+          write_beat_annotations(per_file_path(args.annotations, file, several), f, args.fs.has_value());
         results[i] = std::move(f);
       } catch (const std::exception& e) {
         failures[i] = e.what();

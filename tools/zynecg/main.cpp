@@ -96,10 +96,13 @@ std::string why_nothing_was_analysed(const RecordingAnalysis& f, std::optional<d
   }
   std::ostringstream why;
   why << "nothing could be analysed:";
+  if (stretches.empty()) why << " no stretch to analyse";
   const char* separator = " ";
   for (const auto& [code, count] : errors) {
-    why << separator << "error " << code << " (" << error_meaning(code) << ") in " << count << " of "
-        << stretches.size() << (stretches.size() == 1 ? " stretch" : " stretches");
+    why << separator << "error " << code << " (" << error_meaning(code) << ") in ";
+    if (stretches.size() == 1) why << "its only stretch";
+    else if (count == stretches.size()) why << "all " << count << " stretches";
+    else why << count << " of " << stretches.size() << " stretches";
     separator = "; ";
   }
   if (givenFs) why << "; is " << *givenFs << " Hz (--fs) the file's sampling rate?";

@@ -28,10 +28,13 @@
 //   column under a name not recognised, not an ECG.
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <set>
+#include <sstream>
 
-#include "reader_text.hpp"
 #include "recording.hpp"
 
 namespace zyn::recording {
@@ -46,6 +49,19 @@ struct Line {
   std::size_t number = 0;  // 1-based, counting blank lines
   std::string_view text;
 };
+
+std::string read_bytes(const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  if (!fs::exists(path, ec)) throw InputError(path, "no such file");
+  if (fs::is_directory(path, ec)) throw InputError(path, "is a folder, not a file");
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw InputError(path, "cannot open file (permission denied?)");
+  std::ostringstream content;
+  content << in.rdbuf();
+  if (in.bad()) throw InputError(path, "read error");
+  return content.str();
+}
 
 std::string at_line(std::size_t number) { return "line " + std::to_string(number) + ": "; }
 

@@ -71,28 +71,50 @@ std::string number_text(double v) {
   return out.str();
 }
 
-std::vector<Line> nonblank_lines(std::string_view text) {
-  std::vector<Line> lines;
-  std::size_t number = 0;
-  while (!text.empty()) {
-    const auto end = text.find('\n');
-    const std::string_view line = text.substr(0, end);
-    ++number;
-    if (!trim(line).empty()) lines.push_back({number, line});
-    if (end == std::string_view::npos) break;
-    text.remove_prefix(end + 1);
+// Walks the non-blank lines of a text, numbered as an editor numbers them.
+// A copy goes on from where the original stands; nothing is stored, so a
+// day-long file costs no memory per line.
+class Lines {
+ public:
+  explicit Lines(std::string_view text) : rest_(text) {}
+
+  std::optional<Line> next() {
+    while (!done_) {
+      const auto end = rest_.find('\n');
+      const std::string_view line = rest_.substr(0, end);
+      ++number_;
+      if (end == std::string_view::npos) done_ = true;
+      else rest_.remove_prefix(end + 1);
+      if (!trim(line).empty()) return Line{number_, line};
+    }
+    return std::nullopt;
   }
-  return lines;
+
+ private:
+  std::string_view rest_;
+  std::size_t number_ = 0;
+  bool done_ = false;
+};
+
+// Number of the row-th (0-based) line that `rows` yields.
+std::size_t line_of_row(Lines rows, std::size_t row) {
+  std::optional<Line> line = rows.next();
+  for (std::size_t i = 0; i < row && line; ++i) line = rows.next();
+  return line ? line->number : 0;
 }
 
-std::vector<std::string_view> split(std::string_view line, char separator) {
-  if (separator == '\0') return {line};
-  std::vector<std::string_view> fields;
+// Fields of a line, into a vector reused from line to line.
+void split(std::string_view line, char separator, std::vector<std::string_view>& fields) {
+  fields.clear();
+  if (separator == '\0') {
+    fields.push_back(line);
+    return;
+  }
   std::size_t from = 0;
   for (;;) {
     const auto at = line.find(separator, from);
     fields.push_back(line.substr(from, at == std::string_view::npos ? std::string_view::npos : at - from));
-    if (at == std::string_view::npos) return fields;
+    if (at == std::string_view::npos) return;
     from = at + 1;
   }
 }
@@ -169,9 +191,10 @@ bool is_digits(std::string_view s) {
 // the comma is a decimal mark (one column), ',' when it separates columns.
 // The first line that can be read only one way decides; the numbers of all
 // lines are then read under that decision and checked as usual.
-char role_of_comma(const std::vector<Line>& lines, const std::string& source) {
-  for (const Line& line : lines) {
-    const std::string_view text = trim(line.text);
+char role_of_comma(Lines rows, const std::string& source) {
+  const Line first = *Lines(rows).next();
+  while (const auto line = rows.next()) {
+    const std::string_view text = trim(line->text);
     const auto comma = text.find(',');
     if (comma == std::string_view::npos || text.find(',', comma + 1) != std::string_view::npos ||
         text.find('.') != std::string_view::npos)
@@ -183,7 +206,7 @@ char role_of_comma(const std::vector<Line>& lines, const std::string& source) {
     if (!is_digits(whole) || !is_digits(fraction)) return ',';
     if ((fraction.size() > 1 && fraction.front() == '0') || (hasSign && whole == "0")) return '\0';
   }
-  throw InputError(source, at_line(lines.front().number) + "'" + std::string(trim(lines.front().text)) +
+  throw InputError(source, at_line(first.number) + "'" + std::string(trim(first.text)) +
                                "' may be one number with a decimal comma or two columns; separate columns by ';' "
                                "or a tab, or add a header line naming the columns");
 }
@@ -250,9 +273,10 @@ struct TimeColumn {
   bool unitFromName = false;
 };
 
-// The sampling rate that an evenly spaced time column gives.
+// The sampling rate that an evenly spaced time column gives; `rows` yields
+// the lines of the times.
 double rate_of_time_column(const std::string& source, const TimeColumn& column, const std::vector<double>& t,
-                           const std::vector<std::size_t>& lineOf) {
+                           const Lines& rows) {
   if (t.size() < 2) throw InputError(source, "a time column needs at least two rows");
   const double span = t.back() - t.front();
   if (!(span > 0.0)) throw InputError(source, "the time column does not increase");
@@ -277,7 +301,7 @@ double rate_of_time_column(const std::string& source, const TimeColumn& column, 
   }
   if (const auto off = first_off_grid(t)) {
     const double expected = t.front() + static_cast<double>(*off) * span / static_cast<double>(t.size() - 1);
-    throw InputError(source, at_line(lineOf[*off]) + "time column is not evenly spaced (expected about " +
+    throw InputError(source, at_line(line_of_row(rows, *off)) + "time column is not evenly spaced (expected about " +
                                  number_text(expected) + " " + unit_text(unit) + ")");
   }
   return perTimeUnit * per_second(unit);
@@ -301,29 +325,30 @@ std::size_t choose_column(const std::string& source, const std::vector<std::stri
 }  // namespace
 
 Recording parse_csv(std::string_view text, const std::string& source, const ReadOptions& options) {
-  std::vector<Line> lines = nonblank_lines(text);
-  if (lines.empty()) throw InputError(source, "is empty");
-
-  const Line first = lines.front();
+  Lines afterFirst(text);
+  const std::optional<Line> firstLine = afterFirst.next();
+  if (!firstLine) throw InputError(source, "is empty");
+  const Line first = *firstLine;
   char separator = separator_of(first.text);
-  const auto candidates = split(first.text, separator);
-  const bool hasHeader = !std::all_of(candidates.begin(), candidates.end(), reads_as_number);
-  if (!hasHeader && separator == ',') separator = role_of_comma(lines, source);
-  const auto firstFields = split(first.text, separator);
-  const std::size_t columns = firstFields.size();
+  std::vector<std::string_view> fields;
+  split(first.text, separator, fields);
+  const bool hasHeader = !std::all_of(fields.begin(), fields.end(), reads_as_number);
+  const Lines data = hasHeader ? afterFirst : Lines(text);
+  if (!hasHeader && separator == ',') separator = role_of_comma(data, source);
+  split(first.text, separator, fields);
+  const std::size_t columns = fields.size();
   std::vector<std::string> names;
-  if (hasHeader) {
-    for (const auto f : firstFields) names.emplace_back(trim(f));
-    lines.erase(lines.begin());
-    if (lines.empty()) throw InputError(source, "has a header line but no samples");
-  }
+  if (hasHeader)
+    for (const auto f : fields) names.emplace_back(trim(f));
+  const std::optional<Line> firstData = Lines(data).next();
+  if (!firstData) throw InputError(source, "has a header line but no samples");
 
   std::optional<TimeColumn> time;
   for (std::size_t c = 0; c < names.size() && columns >= 2 && !time; ++c) {
     if (const TimeName n = read_time_name(names[c]); n.isTime)
       time = TimeColumn{c, names[c], first.number, n.unit, n.unit.has_value()};
   }
-  if (!hasHeader && columns == 2) time = TimeColumn{0, "", lines.front().number, std::nullopt, false};
+  if (!hasHeader && columns == 2) time = TimeColumn{0, "", firstData->number, std::nullopt, false};
   if (time && options.timeUnit) {
     time->unit = options.timeUnit;
     time->unitFromName = false;
@@ -336,10 +361,13 @@ Recording parse_csv(std::string_view text, const std::string& source, const Read
   r.signalName = hasHeader ? names[valueColumn] : "column " + std::to_string(valueColumn);
   NumberReader numbers(source, separator != ',');
   std::vector<double> times;
-  std::vector<std::size_t> lineOf;
-  r.samples.reserve(lines.size());
-  for (const Line& line : lines) {
-    const auto fields = split(line.text, separator);
+  const auto rowsAtMost = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+  r.samples.reserve(rowsAtMost);
+  if (time) times.reserve(rowsAtMost);
+  Lines rows = data;
+  while (const std::optional<Line> row = rows.next()) {
+    const Line& line = *row;
+    split(line.text, separator, fields);
     if (fields.size() != columns) {
       throw InputError(source, at_line(line.number) + std::to_string(fields.size()) +
                                    " fields where the first line has " + std::to_string(columns));
@@ -355,18 +383,17 @@ Recording parse_csv(std::string_view text, const std::string& source, const Read
       if (c == valueColumn) r.samples.push_back(*value);
       if (isTime) times.push_back(*value);
     }
-    lineOf.push_back(line.number);
   }
 
   if (!time && options.signal.empty() && rises_evenly(r.samples)) {
-    throw InputError(source, at_line(hasHeader ? first.number : lines.front().number) + "column '" + r.signalName +
+    throw InputError(source, at_line(hasHeader ? first.number : firstData->number) + "column '" + r.signalName +
                                  "' rises by an even step on every line, like a time or sample-number column, "
                                  "not an ECG; name a time column time_s or time_ms, or choose the ECG column with --signal");
   }
   if (options.fsHz) {
     r.fsHz = *options.fsHz;
   } else if (time) {
-    r.fsHz = rate_of_time_column(source, *time, times, lineOf);
+    r.fsHz = rate_of_time_column(source, *time, times, data);
   } else {
     throw InputError(source, "has no time column: give the sampling rate with --fs");
   }

@@ -181,19 +181,11 @@ RecordingInfo read_raw_chunks(const std::string& path, const ReadOptions& option
 }
 
 Recording read_edf(const std::string& path, const ReadOptions& options) {
-  CollectingSink collected;
-  Recording r;
-  static_cast<RecordingInfo&>(r) = read_edf_chunks(path, options, collected);
-  r.samples = std::move(collected.samples);
-  return r;
+  return collect_samples([&](SampleSink& sink) { return read_edf_chunks(path, options, sink); });
 }
 
 Recording read_raw(const std::string& path, const ReadOptions& options) {
-  CollectingSink collected;
-  Recording r;
-  static_cast<RecordingInfo&>(r) = read_raw_chunks(path, options, collected);
-  r.samples = std::move(collected.samples);
-  return r;
+  return collect_samples([&](SampleSink& sink) { return read_raw_chunks(path, options, sink); });
 }
 
 void check_rate_and_length(const RecordingInfo& r) {

@@ -130,12 +130,16 @@ RecordingInfo read_recording_chunks(const std::string& path, const ReadOptions& 
   return r;
 }
 
-Recording read_recording(const std::string& path, const ReadOptions& options) {
+Recording collect_samples(const std::function<RecordingInfo(SampleSink&)>& read) {
   CollectingSink collected;
   Recording r;
-  static_cast<RecordingInfo&>(r) = read_recording_chunks(path, options, collected);
+  static_cast<RecordingInfo&>(r) = read(collected);
   r.samples = std::move(collected.samples);
   return r;
+}
+
+Recording read_recording(const std::string& path, const ReadOptions& options) {
+  return collect_samples([&](SampleSink& sink) { return read_recording_chunks(path, options, sink); });
 }
 
 std::vector<double> at_analysis_rate(const Recording& recording) {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <algorithm>
 #include <optional>
@@ -76,6 +77,9 @@ class CollectingSink : public SampleSink {
   void append(std::span<const double> chunk) override { samples.insert(samples.end(), chunk.begin(), chunk.end()); }
   std::vector<double> samples;
 };
+
+// Runs a chunked reader and keeps every sample.
+Recording collect_samples(const std::function<RecordingInfo(SampleSink&)>& read);
 
 // Samples handed to a sink at a time.
 inline constexpr std::size_t kReadChunkSamples = std::size_t{1} << 16;

@@ -99,6 +99,18 @@ TEST(RawReader, ReadsLittleEndianFloat64AndInt16) {
   r = read_recording(write_text(dir / "x.i16", std::string("\x01\x00\xff\xff\x00\x80", 6)), with(200));
   EXPECT_EQ(r.samples, (std::vector<double>{1, -1, -32768}));
   EXPECT_EQ(*r.fullScale, 32768.0);
+
+  // Over several read chunks, every sample in order.
+  std::string many;
+  for (int i = 0; i < 200000; ++i) {
+    const auto v = static_cast<uint16_t>(static_cast<int16_t>(i % 4001 - 2000));
+    many += static_cast<char>(v & 0xFF);
+    many += static_cast<char>(v >> 8);
+  }
+  r = read_recording(write_text(dir / "many.i16", many), with(360));
+  ASSERT_EQ(r.samples.size(), 200000u);
+  EXPECT_EQ(r.sampleCount, 200000);
+  for (std::size_t i = 0; i < r.samples.size(); i += 9973) EXPECT_EQ(r.samples[i], static_cast<double>(static_cast<int>(i % 4001) - 2000)) << i;
 }
 
 }  // namespace

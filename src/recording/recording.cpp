@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -45,6 +46,22 @@ namespace {
 void check_samples(Recording& r) {
   r.sampleCount = static_cast<int64_t>(r.samples.size());
   check_rate_and_length(r);
+}
+
+// "YYYY-MM-DDTHH:MM:SS" from the header's base date and time ("HH:MM:SS"
+// alone without a date); empty when the header gives no base time.
+std::string wfdb_start_time(const wfdb::Header& h) {
+  int hour = 0, minute = 0, day = 0, month = 0, year = 0;
+  double second = 0.0;
+  if (std::sscanf(h.baseTime.c_str(), "%d:%d:%lf", &hour, &minute, &second) != 3) return "";
+  char text[40];
+  if (std::sscanf(h.baseDate.c_str(), "%d/%d/%d", &day, &month, &year) == 3) {
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", year, month, day, hour, minute,
+                  static_cast<int>(second));
+  } else {
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d", hour, minute, static_cast<int>(second));
+  }
+  return text;
 }
 
 InputFormat detect_format(const std::string& path) {
@@ -110,6 +127,7 @@ Recording read_wfdb(const std::string& path, const ReadOptions& options) {
     r.fsHz = options.fsHz.value_or(record.header.samplingFrequency);
     r.samples = wfdb::physical_signal(record, index);
     r.fullScale = wfdb::full_scale(spec);
+    r.startTime = wfdb_start_time(record.header);
     return r;
   } catch (const wfdb::Error& e) {
     throw InputError(std::string(e.what()));  // names the header or signal file

@@ -47,7 +47,8 @@ struct RecordingInfo {
   double fsHz = 0.0;
   int64_t sampleCount = 0;           // at fsHz
   std::optional<double> fullScale;   // largest representable magnitude, in `units`
-  std::string startTime;             // "YYYY-MM-DDThh:mm:ss" of the first sample, when the file gives it
+  std::string startTime;             // "YYYY-MM-DDThh:mm:ss" of the first sample ("hh:mm:ss" when the
+                                     // file gives no date); empty when the file gives no time
 
   double durationSeconds() const { return static_cast<double>(sampleCount) / fsHz; }
 };

@@ -28,12 +28,14 @@ class InputError : public std::runtime_error {
 
 enum class InputFormat { Auto, Csv, Wfdb, Edf, Raw };
 enum class RawType { Float64, Int16 };
+enum class TimeUnit { Seconds, Milliseconds };
 
 struct ReadOptions {
   InputFormat format = InputFormat::Auto;
   std::optional<double> fsHz;        // required for raw files and one-column CSV
   std::string signal;                // name or 0-based index; empty: the first ECG signal
   std::optional<RawType> rawType;    // default from the extension (.i16), else float64
+  std::optional<TimeUnit> timeUnit;  // of a CSV time column; default from its name or its rate
 };
 
 // What a file says about its signal.
@@ -109,8 +111,10 @@ std::string lower(std::string_view s);
 std::string_view trim(std::string_view s);
 std::optional<std::size_t> parse_index(std::string_view s);
 
-// Parses CSV text (comma, semicolon or tab separated; one value column, or a
-// time column in seconds and value columns; an optional header line).
+// Parses CSV text (comma, semicolon or tab separated; decimal points or
+// commas; one value column, or a time column in seconds or milliseconds and
+// value columns; an optional header line). See csv.cpp for how the layout
+// is read from the content.
 Recording parse_csv(std::string_view text, const std::string& source, const ReadOptions& options);
 
 // The recording resampled to the analysis rate of 200 Hz.

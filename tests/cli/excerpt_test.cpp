@@ -16,7 +16,7 @@ TEST(Excerpt, AnnotationAndSampleEncodingRoundTripLongGapsAndTexts) {
   in[1] = {25, 1, 0, 0, 0, ""};
   in[2] = {25 + 5000, 5, 0, 0, 0, ""};    // needs SKIP
   in[3] = {25 + 5001, 14, -1, 1, 0, ""};  // signed subtype, channel change
-  const auto out = wfdb::parse_annotations(encode_annotations(in), "encoded");
+  const auto out = wfdb::parse_annotations(wfdb::encode_annotations(in), "encoded");
   ASSERT_EQ(out.size(), in.size());
   for (std::size_t i = 0; i < in.size(); ++i) {
     const auto& [o, e] = std::tie(out[i], in[i]);

@@ -20,12 +20,14 @@ inline std::string zynecg() { return ZYNECG_EXE; }
 
 struct CommandResult {
   int status = -1;
-  std::string output;  // standard output and standard error together
+  std::string output;  // standard output and standard error together, or standard output alone
 };
 
-inline CommandResult run(const std::string& command) {
+enum class Capture { BothStreams, StandardOutputOnly };
+
+inline CommandResult run(const std::string& command, Capture capture = Capture::BothStreams) {
   CommandResult r;
-  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+  FILE* pipe = ::popen((command + (capture == Capture::BothStreams ? " 2>&1" : " 2>/dev/null")).c_str(), "r");
   if (pipe == nullptr) return r;
   std::array<char, 4096> buffer{};
   while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), pipe)) r.output.append(buffer.data(), n);

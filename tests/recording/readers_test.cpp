@@ -1,6 +1,6 @@
 // Readers of the command-line tool: WFDB records against their known samples,
 // the bundled excerpt against its original record, an EDF+ file written with
-// libedf and read back, CSV layouts and raw samples.
+// libedf and read back, and raw samples (CSV: csv_test.cpp).
 #include <edflib.h>
 
 #include <cmath>
@@ -99,37 +99,6 @@ TEST(EdfReader, EdfPlusFileRoundTripsInMillivolts) {
   for (std::size_t i = 0; i < r.samples.size(); i += 37)
     EXPECT_NEAR(r.samples[i], ecg_mv(static_cast<double>(i) / kEdfRate), quantum) << i;
   EXPECT_NEAR(read_recording(path, with({}, "Resp")).samples[100], 0.0, quantum);
-}
-
-TEST(CsvReader, AcceptsTheCommonLayouts) {
-  // Semicolons and a header; timestamps rounded to the millisecond at 360 Hz.
-  std::string at360 = "time;MLII;V5\n";
-  for (int i = 0; i < 360; ++i)
-    at360 += std::to_string(std::round(i / 0.36) / 1000.0) + ";" + std::to_string(i) + ";" + std::to_string(-i) + "\n";
-  const double fs360 = 359.0 / (std::round(359 / 0.36) / 1000.0);
-  const struct {
-    std::string text;
-    ReadOptions options;
-    std::string name;
-    double fs;
-    std::vector<double> first;
-  } cases[] = {
-      {"ecg_mv\n0.1\n-0.2\n0.3\n", with(200), "ecg_mv", 200.0, {0.1, -0.2, 0.3}},  // one column, rate from --fs
-      {"0.000,1\r\n0.004,2\r\n0.008,3\r\n0.012,4\r\n", {}, "column 1", 250.0, {1, 2, 3, 4}},  // no header, CRLF
-      {at360, {}, "MLII", fs360, {0, 1, 2}},
-      {at360, with({}, "V5"), "V5", fs360, {0, -1, -2}},
-      {at360, with({}, "2"), "V5", fs360, {0, -1, -2}},
-      {"0;1,5\n0,5;-2,25\n", {}, "column 1", 2.0, {1.5, -2.25}},         // decimal commas (here and below)
-      {"t\tecg\n0\t +1,5\n0,5\t-2\n", {}, "ecg", 2.0, {1.5, -2.0}},      // tabs, plus signs and spaces
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text.substr(0, 24));
-    const Recording r = parse_csv(c.text, "a.csv", c.options);
-    EXPECT_EQ(r.signalName, c.name);
-    EXPECT_NEAR(r.fsHz, c.fs, 1e-9);
-    ASSERT_GE(r.samples.size(), c.first.size());
-    EXPECT_EQ(std::vector<double>(r.samples.begin(), r.samples.begin() + std::ssize(c.first)), c.first);
-  }
 }
 
 TEST(RawReader, ReadsLittleEndianFloat64AndInt16) {

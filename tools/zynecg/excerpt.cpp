@@ -15,16 +15,6 @@
 namespace zyn::cli {
 namespace {
 
-constexpr int kCodeSkip = 59, kCodeNum = 60, kCodeSub = 61, kCodeChn = 62, kCodeAux = 63;
-constexpr int64_t kLargestDirectInterval = 1023;
-
-void put_word(std::vector<uint8_t>& out, uint32_t word) {
-  out.push_back(static_cast<uint8_t>(word & 0xFF));
-  out.push_back(static_cast<uint8_t>((word >> 8) & 0xFF));
-}
-
-uint32_t word_of(int code, uint32_t value) { return (static_cast<uint32_t>(code) << 10) | (value & 0x3FF); }
-
 std::string checksum_field(std::span<const int32_t> samples) {
   int32_t sum = 0;
   for (const int32_t s : samples) sum = static_cast<int16_t>(static_cast<uint16_t>(sum + s));
@@ -43,41 +33,6 @@ std::vector<uint8_t> encode_format212(std::span<const int32_t> samples) {
     out.push_back(static_cast<uint8_t>(((a >> 8) & 0x0F) | ((b >> 4) & 0xF0)));
     if (i + 1 < samples.size()) out.push_back(static_cast<uint8_t>(b & 0xFF));
   }
-  return out;
-}
-
-std::vector<uint8_t> encode_annotations(std::span<const wfdb::Annotation> annotations) {
-  std::vector<uint8_t> out;
-  int64_t previous = 0;
-  int num = 0, channel = 0;
-  for (const wfdb::Annotation& a : annotations) {
-    const int64_t interval = a.sample - previous;
-    if (interval < 0 || interval > kLargestDirectInterval) {
-      // SKIP: a signed 32-bit interval, high word first.
-      const auto skip = static_cast<uint32_t>(static_cast<int32_t>(interval));
-      put_word(out, word_of(kCodeSkip, 0));
-      put_word(out, skip >> 16);
-      put_word(out, skip & 0xFFFF);
-      put_word(out, word_of(a.code, 0));
-    } else {
-      put_word(out, word_of(a.code, static_cast<uint32_t>(interval)));
-    }
-    previous = a.sample;
-    if (a.subtype != 0) put_word(out, word_of(kCodeSub, static_cast<uint32_t>(a.subtype)));
-    if (a.num != num) put_word(out, word_of(kCodeNum, static_cast<uint32_t>(a.num)));
-    if (a.channel != channel) put_word(out, word_of(kCodeChn, static_cast<uint32_t>(a.channel)));
-    num = a.num;
-    channel = a.channel;
-    if (!a.aux.empty()) {
-      // WFDB stores the rhythm texts with their terminating NUL.
-      std::string text = a.aux;
-      text.push_back('\0');
-      put_word(out, word_of(kCodeAux, static_cast<uint32_t>(text.size())));
-      if (text.size() % 2 != 0) text.push_back('\0');
-      out.insert(out.end(), text.begin(), text.end());
-    }
-  }
-  put_word(out, 0);
   return out;
 }
 
@@ -118,7 +73,7 @@ int write_excerpt(const ExcerptArgs& args) {
     std::vector<wfdb::Annotation> kept;
     for (const auto& a : wfdb::read_annotations(atr))
       if (a.sample < static_cast<int64_t>(count)) kept.push_back(a);
-    const auto encoded = encode_annotations(kept);
+    const auto encoded = wfdb::encode_annotations(kept);
     write_file_atomically(out / (args.name + ".atr"),
                           std::string_view(reinterpret_cast<const char*>(encoded.data()), encoded.size()));
   }

@@ -25,9 +25,6 @@ struct ExcerptArgs {
 // Encodes 12-bit samples (-2048..2047) in format 212, two samples per three bytes.
 std::vector<uint8_t> encode_format212(std::span<const int32_t> samples);
 
-// Encodes annotations in MIT format, ending with the zero word.
-std::vector<uint8_t> encode_annotations(std::span<const wfdb::Annotation> annotations);
-
 // Writes the excerpt files; returns the process exit status.
 int write_excerpt(const ExcerptArgs& args);
 

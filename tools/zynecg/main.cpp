@@ -1,7 +1,12 @@
 // zynecg: analyses ECG files with the library's beat detection and HRV
-// analysis, prints a short summary and writes JSON, HTML reports and a batch
-// summary CSV; `zynecg excerpt` cuts a short WFDB record and its 200 Hz CSV
-// out of a longer one.
+// analysis, prints a short summary and writes JSON, HTML reports, beat
+// annotation files and a batch summary CSV; `zynecg excerpt` cuts a short
+// WFDB record and its 200 Hz CSV out of a longer one.
+//
+// Exit status: 0 when every file was analysed, 1 when a file could not be
+// read or gave nothing at all (one line on standard error says why), 2 when
+// the command line is wrong.
+#include <edflib.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -11,10 +16,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <mutex>
 #include <optional>
+#include <sstream>
+#include <string_view>
 #include <thread>
 
+#include "beat_annotations.hpp"
 #include "excerpt.hpp"
 #include "output.hpp"
 #include "report.hpp"
@@ -23,6 +32,14 @@ namespace {
 
 using namespace zyn::cli;
 namespace fs = std::filesystem;
+
+constexpr int kEveryFileAnalysed = 0;
+constexpr int kSomeFileFailed = 1;
+constexpr int kUsageError = 2;
+
+// `--json -` sends the JSON to standard output; the summaries then go to
+// standard error so that standard output holds one JSON document only.
+constexpr std::string_view kStandardOutput = "-";
 
 // A one-line progress bar on standard error, drawn only on a terminal.
 class ProgressBar {
@@ -62,11 +79,41 @@ fs::path per_file_path(const std::string& out, const std::string& file, bool sev
 
 struct AnalyseArgs {
   std::vector<std::string> files;
-  std::string mode = "both", format = "auto", signal, json, report, summary, rawType;
+  std::string mode = "both", format = "auto", signal, json, report, summary, annotations, rawType, timeUnit;
   int32_t start = 0, window = 10;
   std::optional<double> fullScale, fs, gain;
   unsigned jobs = 1;
 };
+
+// Why a file that was read gave nothing at all, or "" when some stretch gave
+// beats. A wrong --fs is the usual cause, so the message asks about it.
+std::string why_nothing_was_analysed(const RecordingAnalysis& f, std::optional<double> givenFs) {
+  const auto& stretches = f.stretches;
+  std::map<int32_t, std::size_t> errors;
+  for (const StretchResult& st : stretches) {
+    if (has_beats(st.error)) return "";
+    errors[st.error] += 1;
+  }
+  std::ostringstream why;
+  why << "nothing could be analysed:";
+  if (stretches.empty()) why << " no stretch to analyse";
+  const char* separator = " ";
+  for (const auto& [code, count] : errors) {
+    why << separator << "error " << code << " (" << error_meaning(code) << ") in ";
+    if (stretches.size() == 1) why << "its only stretch";
+    else if (count == stretches.size()) why << "all " << count << " stretches";
+    else why << count << " of " << stretches.size() << " stretches";
+    separator = "; ";
+  }
+  if (givenFs) why << "; is " << *givenFs << " Hz (--fs) the file's sampling rate?";
+  return why.str();
+}
+
+std::string versions() {
+  const int edf = edflib_version();
+  return std::string("zynecg ") + ZYN_VERSION + "\nlibzynecgsolver " + ZYN_VERSION + " (built into the tool)\nlibedf " +
+         std::to_string(edf / 100) + "." + (edf % 100 < 10 ? "0" : "") + std::to_string(edf % 100);
+}
 
 int run_analyse(const AnalyseArgs& args) {
   FileOptions options;
@@ -77,12 +124,15 @@ int run_analyse(const AnalyseArgs& args) {
   options.read.format = parse_format(args.format);
   options.read.fsHz = args.fs;
   options.read.signal = args.signal;
+  if (!args.timeUnit.empty()) options.read.timeUnit = args.timeUnit == "ms" ? TimeUnit::Milliseconds : TimeUnit::Seconds;
   // One file: its stretches on every core; several: files on --jobs threads.
   if (args.files.size() == 1) options.parallel = parallel_on_threads(std::thread::hardware_concurrency());
   if (!args.rawType.empty()) options.read.rawType = args.rawType == "int16" ? RawType::Int16 : RawType::Float64;
 
   const std::size_t n = args.files.size();
   const bool several = n > 1;
+  const bool jsonToStdout = args.json == kStandardOutput;
+  std::ostream& text = jsonToStdout ? std::cerr : std::cout;
   std::vector<std::optional<RecordingAnalysis>> results(n);
   std::vector<std::string> failures(n);
   std::vector<std::string> summaries(n);
@@ -96,8 +146,11 @@ int run_analyse(const AnalyseArgs& args) {
       try {
         const Progress progress = several ? Progress{} : Progress{[&](std::size_t d, std::size_t t) { bar.update(d, t); }};
         RecordingAnalysis f = analyse_file(file, options, progress);
+        if (const std::string why = why_nothing_was_analysed(f, args.fs); !why.empty()) throw InputError(file, why);
         summaries[i] = human_summary(f);
         if (!args.report.empty()) write_file_atomically(per_file_path(args.report, file, several), html_report(f, {args.gain}));
+        if (!args.annotations.empty())
+          write_beat_annotations(per_file_path(args.annotations, file, several), f, args.fs.has_value());
         results[i] = std::move(f);
       } catch (const std::exception& e) {
         failures[i] = e.what();
@@ -115,29 +168,31 @@ int run_analyse(const AnalyseArgs& args) {
   for (auto& t : pool) t.join();
   bar.finish();
 
-  int status = 0;
+  int status = kEveryFileAnalysed;
   std::string csv = summary_csv_header();
   nlohmann::ordered_json all = {{"files", nlohmann::ordered_json::array()}};
   for (std::size_t i = 0; i < n; ++i) {
     if (results[i]) {
-      std::cout << summaries[i];
+      text << summaries[i];
       if (several) all["files"].push_back(to_json(*results[i]));
     } else {
-      status = 1;
+      status = kSomeFileFailed;
       if (several) all["files"].push_back({{"file", args.files[i]}, {"failed", failures[i]}});
     }
     csv += summary_csv_line(args.files[i], results[i] ? &*results[i] : nullptr, failures[i]);
   }
   try {
     if (!args.json.empty() && (several || results[0])) {
-      write_file_atomically(args.json, (several ? all : to_json(*results[0])).dump(1) + "\n");
+      const std::string json = (several ? all : to_json(*results[0])).dump(1) + "\n";
+      if (jsonToStdout) std::cout << json << std::flush;
+      else write_file_atomically(args.json, json);
     }
     if (!args.summary.empty()) write_file_atomically(args.summary, csv);
   } catch (const std::exception& e) {
     std::cerr << "zynecg: " << e.what() << "\n";
-    return 1;
+    return kSomeFileFailed;
   }
-  if (several && args.summary.empty()) std::cout << "\n" << csv;
+  if (several && args.summary.empty()) text << "\n" << csv;
   return status;
 }
 
@@ -146,6 +201,7 @@ int run_analyse(const AnalyseArgs& args) {
 int main(int argc, char** argv) {
   CLI::App app{"Analyses single-lead ECG recordings: R peaks, extra systoles, signal quality, heart rate and HRV."};
   app.require_subcommand(1);
+  app.set_version_flag("--version", versions(), "print the versions of the tool and the library, then exit");
 
   AnalyseArgs a;
   auto* analyse = app.add_subcommand("analyse", "analyse ECG files (CSV, WFDB, EDF/EDF+, raw)");
@@ -156,18 +212,25 @@ int main(int argc, char** argv) {
       ->check(CLI::NonNegativeNumber)->capture_default_str();
   analyse->add_option("--window", a.window, "signal-quality window, seconds")->check(CLI::PositiveNumber)->capture_default_str();
   analyse->add_option("--full-scale", a.fullScale,
-                      "recorder full-scale amplitude in the signal's units (default: the file header's, else 10 mV)");
+                      "recorder full-scale amplitude in the signal's units (default: the file header's, else 10 mV)")
+      ->check(CLI::PositiveNumber);
   analyse->add_option("--signal", a.signal, "signal name or 0-based index (CSV column, WFDB/EDF signal)");
   analyse->add_option("--format", a.format, "input format")
       ->check(CLI::IsMember({"auto", "csv", "wfdb", "edf", "raw"}))->capture_default_str();
   analyse->add_option("--raw-type", a.rawType, "sample type of raw files (default: int16 for .i16, else float64)")
       ->check(CLI::IsMember({"float64", "int16"}));
-  analyse->add_option("--fs", a.fs, "sampling rate in Hz (raw files, CSV without time column; overrides headers)");
-  analyse->add_option("--json", a.json, "write every result as JSON to this file");
+  analyse->add_option("--fs", a.fs, "sampling rate in Hz (raw files, CSV without time column; overrides headers)")
+      ->check(CLI::PositiveNumber);
+  analyse->add_option("--time-unit", a.timeUnit, "unit of a CSV time column (default: from its name, e.g. time_ms)")
+      ->check(CLI::IsMember({"s", "ms"}));
+  analyse->add_option("--json", a.json, "write every result as JSON to this file ('-': standard output)");
   analyse->add_option("--report", a.report, "write an HTML report (OUT-<name>.html for several files)");
   analyse->add_option("--gain", a.gain, "ADC units per mV of raw files, for the report's millivolt grid")
       ->check(CLI::PositiveNumber);
   analyse->add_option("--summary", a.summary, "write the one-line-per-file summary CSV to this file");
+  analyse->add_option("--annotations", a.annotations,
+                      "write the beats as a MIT-format annotation file (N, V) at the file's own sampling rate "
+                      "(OUT-<name> for several files)");
   analyse->add_option("--jobs,-j", a.jobs, "files analysed in parallel")->check(CLI::Range(1u, 256u))->capture_default_str();
 
   ExcerptArgs e;
@@ -179,13 +242,17 @@ int main(int argc, char** argv) {
   excerpt->add_option("--out-dir", e.outDir, "folder for NAME.hea/.dat/.atr and NAME-200hz.csv")->capture_default_str();
   excerpt->add_option("--comment", e.comments, "comment line for the header (repeatable)");
 
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kEveryFileAnalysed : kUsageError;  // --help and --version exit with 0
+  }
   try {
     if (analyse->parsed()) return run_analyse(a);
     if (excerpt->parsed()) return write_excerpt(e);
   } catch (const std::exception& ex) {
     std::cerr << "zynecg: " << ex.what() << "\n";
-    return 1;
+    return kSomeFileFailed;
   }
-  return 0;
+  return kEveryFileAnalysed;
 }

@@ -1,4 +1,4 @@
-// Decoder of MIT-format annotation files. See annotations.hpp.
+// Decoder and encoder of MIT-format annotation files. See annotations.hpp.
 #include "wfdb/annotations.hpp"
 
 #include <array>
@@ -15,6 +15,7 @@ constexpr int kNum = 60;
 constexpr int kSub = 61;
 constexpr int kChn = 62;
 constexpr int kAux = 63;
+constexpr int64_t kLargestDirectInterval = 1023;  // the 10-bit value field
 
 constexpr std::array<std::string_view, 50> kSymbols = {
     "",  "N", "L", "R", "a", "V", "F", "J", "A", "S", "E", "j", "/", "Q", "~", "",  "|",
@@ -60,6 +61,13 @@ class WordReader {
   std::string_view source_;
   std::size_t pos_ = 0;
 };
+
+void put_word(std::vector<uint8_t>& out, uint32_t word) {
+  out.push_back(static_cast<uint8_t>(word & 0xFF));
+  out.push_back(static_cast<uint8_t>((word >> 8) & 0xFF));
+}
+
+uint32_t word_of(int code, uint32_t value) { return (static_cast<uint32_t>(code) << 10) | (value & 0x3FF); }
 
 }  // namespace
 
@@ -116,6 +124,41 @@ std::vector<Annotation> read_annotations(const std::filesystem::path& path) {
                                    std::istreambuf_iterator<char>());
   if (in.bad()) throw Error(path.string(), "read error");
   return parse_annotations(bytes, path.string());
+}
+
+std::vector<uint8_t> encode_annotations(std::span<const Annotation> annotations) {
+  std::vector<uint8_t> out;
+  int64_t previous = 0;
+  int num = 0, channel = 0;
+  for (const Annotation& a : annotations) {
+    const int64_t interval = a.sample - previous;
+    if (interval < 0 || interval > kLargestDirectInterval) {
+      // SKIP: a signed 32-bit interval, high word first.
+      const auto skip = static_cast<uint32_t>(static_cast<int32_t>(interval));
+      put_word(out, word_of(kSkip, 0));
+      put_word(out, skip >> 16);
+      put_word(out, skip & 0xFFFF);
+      put_word(out, word_of(a.code, 0));
+    } else {
+      put_word(out, word_of(a.code, static_cast<uint32_t>(interval)));
+    }
+    previous = a.sample;
+    if (a.subtype != 0) put_word(out, word_of(kSub, static_cast<uint32_t>(a.subtype)));
+    if (a.num != num) put_word(out, word_of(kNum, static_cast<uint32_t>(a.num)));
+    if (a.channel != channel) put_word(out, word_of(kChn, static_cast<uint32_t>(a.channel)));
+    num = a.num;
+    channel = a.channel;
+    if (!a.aux.empty()) {
+      // WFDB stores the rhythm texts with their terminating NUL.
+      std::string text = a.aux;
+      text.push_back('\0');
+      put_word(out, word_of(kAux, static_cast<uint32_t>(text.size())));
+      if (text.size() % 2 != 0) text.push_back('\0');
+      out.insert(out.end(), text.begin(), text.end());
+    }
+  }
+  put_word(out, 0);
+  return out;
 }
 
 std::string_view annotation_symbol(int code) {

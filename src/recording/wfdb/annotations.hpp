@@ -1,4 +1,4 @@
-// MIT-format annotation files (.atr and friends).
+// MIT-format annotation files (.atr and friends): decoder and encoder.
 //
 // The file is a sequence of 16-bit little-endian words: the top 6 bits are a
 // code, the low 10 bits a value. Codes 1..49 are annotations placed the value's
@@ -32,6 +32,10 @@ std::vector<Annotation> parse_annotations(std::span<const uint8_t> bytes, std::s
 
 // Reads and decodes an annotation file.
 std::vector<Annotation> read_annotations(const std::filesystem::path& path);
+
+// Encodes annotations in MIT format, ending with the zero word; intervals
+// that do not fit the 10-bit field (or go backwards) are written with SKIP.
+std::vector<uint8_t> encode_annotations(std::span<const Annotation> annotations);
 
 // WFDB mnemonic of an annotation code ("N", "V", "+", ...); "?" stands for
 // the learning code 30, and an unknown code gives "".

@@ -1,0 +1,43 @@
+package com.zyn.zynsolver.recording;
+
+import java.io.Serializable;
+
+/**
+ * Signal quality of one window of the analysed signal: code 0 good, 3 fewer than two beats, 5
+ * saturated, 6 irregular, -1 not rated.
+ */
+public final class QualityWindow implements Serializable {
+  private static final long serialVersionUID = 1L;
+
+  private final double startSeconds;
+  private final double endSeconds;
+  private final int code;
+
+  QualityWindow(double startSeconds, double endSeconds, int code) {
+    this.startSeconds = startSeconds;
+    this.endSeconds = endSeconds;
+    this.code = code;
+  }
+
+  /** Start of the window, seconds from the start of the recording. */
+  public double startSeconds() {
+    return startSeconds;
+  }
+
+  public double endSeconds() {
+    return endSeconds;
+  }
+
+  public int code() {
+    return code;
+  }
+
+  public boolean isGood() {
+    return code == 0;
+  }
+
+  @Override
+  public String toString() {
+    return "[" + startSeconds + " s, " + endSeconds + " s) code " + code;
+  }
+}

@@ -1,0 +1,106 @@
+package com.zyn.zynsolver.recording;
+
+import java.io.Serializable;
+import java.util.Objects;
+
+/**
+ * The options of a whole-recording analysis, as the command-line tool takes them. Immutable: each
+ * {@code with} method returns a copy with one option changed.
+ *
+ * <pre>{@code
+ * RecordingOptions options = RecordingOptions.defaults().withMode(AnalysisMode.QRS).withWindowSeconds(30);
+ * }</pre>
+ */
+public final class RecordingOptions implements Serializable {
+  private static final long serialVersionUID = 1L;
+
+  private final AnalysisMode mode;
+  private final int startSeconds;
+  private final int windowSeconds;
+  private final double fullScale;
+  private final String signal;
+  private final String format;
+
+  private RecordingOptions(
+      AnalysisMode mode, int startSeconds, int windowSeconds, double fullScale, String signal, String format) {
+    this.mode = Objects.requireNonNull(mode, "mode");
+    this.startSeconds = startSeconds;
+    this.windowSeconds = windowSeconds;
+    this.fullScale = fullScale;
+    this.signal = Objects.requireNonNull(signal, "signal");
+    this.format = Objects.requireNonNull(format, "format");
+  }
+
+  /**
+   * Mode {@link AnalysisMode#BOTH}, start 0 s, quality windows of 10 s, the full scale of the
+   * file's header (else 10 mV), the first ECG signal, the format told by the file's name.
+   */
+  public static RecordingOptions defaults() {
+    return new RecordingOptions(AnalysisMode.BOTH, 0, 10, Double.NaN, "", "auto");
+  }
+
+  /** What is computed. */
+  public RecordingOptions withMode(AnalysisMode value) {
+    return new RecordingOptions(value, startSeconds, windowSeconds, fullScale, signal, format);
+  }
+
+  /** The analysis starts this many whole seconds into the recording; 0 or more. */
+  public RecordingOptions withStartSeconds(int value) {
+    return new RecordingOptions(mode, value, windowSeconds, fullScale, signal, format);
+  }
+
+  /** Length of the signal-quality windows in seconds; positive. */
+  public RecordingOptions withWindowSeconds(int value) {
+    return new RecordingOptions(mode, startSeconds, value, fullScale, signal, format);
+  }
+
+  /**
+   * Largest magnitude the recorder represents, in the signal's units (millivolts for the file
+   * readers); NaN for the file header's value, else 10.
+   */
+  public RecordingOptions withFullScale(double value) {
+    return new RecordingOptions(mode, startSeconds, windowSeconds, value, signal, format);
+  }
+
+  /** Signal name or 0-based index (CSV column, WFDB or EDF signal); empty for the first ECG signal. */
+  public RecordingOptions withSignal(String value) {
+    return new RecordingOptions(mode, startSeconds, windowSeconds, fullScale, value, format);
+  }
+
+  /** File format: "auto" (from the file's name), "csv", "wfdb" or "edf". */
+  public RecordingOptions withFormat(String value) {
+    return new RecordingOptions(mode, startSeconds, windowSeconds, fullScale, signal, value);
+  }
+
+  public AnalysisMode mode() {
+    return mode;
+  }
+
+  public int startSeconds() {
+    return startSeconds;
+  }
+
+  public int windowSeconds() {
+    return windowSeconds;
+  }
+
+  /** The full scale asked for, NaN when the file's header (else 10) decides. */
+  public double fullScale() {
+    return fullScale;
+  }
+
+  public String signal() {
+    return signal;
+  }
+
+  public String format() {
+    return format;
+  }
+
+  @Override
+  public String toString() {
+    return "RecordingOptions{mode=" + mode + ", startSeconds=" + startSeconds + ", windowSeconds="
+        + windowSeconds + ", fullScale=" + (Double.isNaN(fullScale) ? "from header" : fullScale)
+        + ", signal=" + (signal.isEmpty() ? "first ECG" : signal) + ", format=" + format + "}";
+  }
+}

@@ -10,7 +10,7 @@
 
 #include "beats/detect_waves.hpp"
 #include "file_analysis.hpp"
-#include "support.hpp"
+#include "recording/support.hpp"
 #include "wfdb/annotations.hpp"
 
 namespace zyn::cli {

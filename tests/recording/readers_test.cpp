@@ -7,9 +7,8 @@
 #include <cstring>
 #include <tuple>
 
-#include "excerpt.hpp"
 #include "recording.hpp"
-#include "support.hpp"
+#include "recording/support.hpp"
 #include "wfdb/annotations.hpp"
 #include "wfdb/resample.hpp"
 
@@ -46,23 +45,6 @@ TEST(WfdbReader, MitdbRecordGivesKnownSamplesInMillivoltsAndTheBundledExcerptMat
   ASSERT_EQ(csv.samples.size(), 120000u);
   ASSERT_EQ(at200.size(), csv.samples.size());
   for (std::size_t i = 0; i < at200.size(); i += 997) EXPECT_NEAR(csv.samples[i], at200[i], 1e-6) << i;
-}
-
-TEST(Excerpt, AnnotationAndSampleEncodingRoundTripLongGapsAndTexts) {
-  std::vector<wfdb::Annotation> in(4);
-  in[0] = {18, 28, 0, 0, 0, "(N"};
-  in[1] = {25, 1, 0, 0, 0, ""};
-  in[2] = {25 + 5000, 5, 0, 0, 0, ""};    // needs SKIP
-  in[3] = {25 + 5001, 14, -1, 1, 0, ""};  // signed subtype, channel change
-  const auto out = wfdb::parse_annotations(encode_annotations(in), "encoded");
-  ASSERT_EQ(out.size(), in.size());
-  for (std::size_t i = 0; i < in.size(); ++i) {
-    const auto& [o, e] = std::tie(out[i], in[i]);
-    EXPECT_EQ(std::tie(o.sample, o.code, o.subtype, o.channel, o.aux),
-              std::tie(e.sample, e.code, e.subtype, e.channel, e.aux)) << i;
-  }
-  const std::vector<int32_t> samples = {-2048, 2047, 0, -1, 995};
-  EXPECT_EQ(wfdb::decode_format212(encode_format212(samples), samples.size()), samples);
 }
 
 double ecg_mv(double t) { return 1.5 * std::sin(2 * M_PI * 1.3 * t); }

@@ -33,21 +33,10 @@ done
 
 # The application jar and the class path of Spark, built once.
 jar=$(bash "$root/scripts/spark-build.sh")
-classpath=$(cat "$root/java/spark/target/classpath.txt")
+classpath=$(cat "$(dirname "$jar")/classpath.txt")
 
-# The JVM options Spark's own launcher adds on Java 17.
-jvm_options=(
-  -XX:+IgnoreUnrecognizedVMOptions
-  --add-opens=java.base/java.lang=ALL-UNNAMED --add-opens=java.base/java.lang.invoke=ALL-UNNAMED
-  --add-opens=java.base/java.lang.reflect=ALL-UNNAMED --add-opens=java.base/java.io=ALL-UNNAMED
-  --add-opens=java.base/java.net=ALL-UNNAMED --add-opens=java.base/java.nio=ALL-UNNAMED
-  --add-opens=java.base/java.util=ALL-UNNAMED --add-opens=java.base/java.util.concurrent=ALL-UNNAMED
-  --add-opens=java.base/java.util.concurrent.atomic=ALL-UNNAMED --add-opens=java.base/jdk.internal.ref=ALL-UNNAMED
-  --add-opens=java.base/sun.nio.ch=ALL-UNNAMED --add-opens=java.base/sun.nio.cs=ALL-UNNAMED
-  --add-opens=java.base/sun.security.action=ALL-UNNAMED --add-opens=java.base/sun.util.calendar=ALL-UNNAMED
-  -Djdk.reflect.useDirectMethodHandle=false -Dio.netty.tryReflectionSetAccessible=true
-)
-exec java "${jvm_options[@]}" -Xmx"${ZYN_DRIVER_MEMORY:-2g}" \
+# jvm.options: what Spark's own launcher adds on Java 17.
+exec java @"$root/java/spark/jvm.options" -Xmx"${ZYN_DRIVER_MEMORY:-2g}" \
   -Dspark.jars="$jar" -Dspark.ui.showConsoleProgress=false \
   -Dlog4j2.configurationFile="$root/java/spark/log4j2.properties" \
   -cp "$jar:$classpath" com.zyn.zynsolver.spark.AnalyseRecordings \

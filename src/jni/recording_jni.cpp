@@ -79,8 +79,8 @@ jobject guarded(JNIEnv* env, Body body) noexcept {
 extern "C" {
 
 JNIEXPORT jobject JNICALL Java_com_zyn_zynsolver_recording_RecordingNative_analyseFile(
-    JNIEnv* env, jclass, jstring path, jstring format, jstring signal, jint mode, jint startSeconds,
-    jint windowSeconds, jdouble fullScale, jstring sourceName) {
+    JNIEnv* env, jclass, jstring path, jstring format, jstring signal, jdouble samplingRateHz, jint mode,
+    jint startSeconds, jint windowSeconds, jdouble fullScale, jstring sourceName) {
   using namespace zyn::jni;
   return guarded(env, [&]() -> jobject {
     const auto file = utf8(env, path), format_text = utf8(env, format), signal_text = utf8(env, signal),
@@ -89,6 +89,7 @@ JNIEXPORT jobject JNICALL Java_com_zyn_zynsolver_recording_RecordingNative_analy
     zyn::cli::FileOptions options = file_options(mode, startSeconds, windowSeconds, fullScale);
     options.read.format = zyn::cli::parse_format(*format_text);
     options.read.signal = *signal_text;
+    if (!std::isnan(samplingRateHz)) options.read.fsHz = samplingRateHz;
     FlatRecordingResult flat = flatten(zyn::cli::analyse_file(*file, options));
     flat.source = *source;
     return to_java(env, flat);

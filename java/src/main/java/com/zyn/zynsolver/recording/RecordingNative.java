@@ -22,20 +22,18 @@ final class RecordingNative {
 
   private RecordingNative() {}
 
-  static RecordingResult analyseFile(String path, String format, String signal, int mode, int startSeconds,
-      int windowSeconds, double fullScale) {
-    return analyseFile(path, format, signal, mode, startSeconds, windowSeconds, fullScale, path);
-  }
-
   static native RecordingResult analyseSamples(double[] samples, double samplingRateHz, int mode, int startSeconds,
       int windowSeconds, double fullScale);
 
   static native RecordingResult analyseFloatSamples(float[] samples, double samplingRateHz, int mode,
       int startSeconds, int windowSeconds, double fullScale);
 
-  /** Reads and analyses a file; {@code sourceName} is what the result calls it. */
-  static native RecordingResult analyseFile(String path, String format, String signal, int mode, int startSeconds,
-      int windowSeconds, double fullScale, String sourceName);
+  /**
+   * Reads and analyses a file; a NaN rate takes the file's own; {@code sourceName} is what the
+   * result calls the file.
+   */
+  static native RecordingResult analyseFile(String path, String format, String signal, double samplingRateHz,
+      int mode, int startSeconds, int windowSeconds, double fullScale, String sourceName);
 
   static native String version();
 }

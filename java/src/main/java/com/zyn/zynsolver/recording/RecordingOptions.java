@@ -20,15 +20,17 @@ public final class RecordingOptions implements Serializable {
   private final double fullScale;
   private final String signal;
   private final String format;
+  private final double samplingRateHz;
 
-  private RecordingOptions(
-      AnalysisMode mode, int startSeconds, int windowSeconds, double fullScale, String signal, String format) {
+  private RecordingOptions(AnalysisMode mode, int startSeconds, int windowSeconds, double fullScale, String signal,
+      String format, double samplingRateHz) {
     this.mode = Objects.requireNonNull(mode, "mode");
     this.startSeconds = startSeconds;
     this.windowSeconds = windowSeconds;
     this.fullScale = fullScale;
     this.signal = Objects.requireNonNull(signal, "signal");
     this.format = Objects.requireNonNull(format, "format");
+    this.samplingRateHz = samplingRateHz;
   }
 
   /**
@@ -36,22 +38,22 @@ public final class RecordingOptions implements Serializable {
    * file's header (else 10 mV), the first ECG signal, the format told by the file's name.
    */
   public static RecordingOptions defaults() {
-    return new RecordingOptions(AnalysisMode.BOTH, 0, 10, Double.NaN, "", "auto");
+    return new RecordingOptions(AnalysisMode.BOTH, 0, 10, Double.NaN, "", "auto", Double.NaN);
   }
 
   /** What is computed. */
   public RecordingOptions withMode(AnalysisMode value) {
-    return new RecordingOptions(value, startSeconds, windowSeconds, fullScale, signal, format);
+    return new RecordingOptions(value, startSeconds, windowSeconds, fullScale, signal, format, samplingRateHz);
   }
 
   /** The analysis starts this many whole seconds into the recording; 0 or more. */
   public RecordingOptions withStartSeconds(int value) {
-    return new RecordingOptions(mode, value, windowSeconds, fullScale, signal, format);
+    return new RecordingOptions(mode, value, windowSeconds, fullScale, signal, format, samplingRateHz);
   }
 
   /** Length of the signal-quality windows in seconds; positive. */
   public RecordingOptions withWindowSeconds(int value) {
-    return new RecordingOptions(mode, startSeconds, value, fullScale, signal, format);
+    return new RecordingOptions(mode, startSeconds, value, fullScale, signal, format, samplingRateHz);
   }
 
   /**
@@ -59,17 +61,25 @@ public final class RecordingOptions implements Serializable {
    * readers); NaN for the file header's value, else 10.
    */
   public RecordingOptions withFullScale(double value) {
-    return new RecordingOptions(mode, startSeconds, windowSeconds, value, signal, format);
+    return new RecordingOptions(mode, startSeconds, windowSeconds, value, signal, format, samplingRateHz);
   }
 
   /** Signal name or 0-based index (CSV column, WFDB or EDF signal); empty for the first ECG signal. */
   public RecordingOptions withSignal(String value) {
-    return new RecordingOptions(mode, startSeconds, windowSeconds, fullScale, value, format);
+    return new RecordingOptions(mode, startSeconds, windowSeconds, fullScale, value, format, samplingRateHz);
   }
 
   /** File format: "auto" (from the file's name), "csv", "wfdb" or "edf". */
   public RecordingOptions withFormat(String value) {
-    return new RecordingOptions(mode, startSeconds, windowSeconds, fullScale, signal, value);
+    return new RecordingOptions(mode, startSeconds, windowSeconds, fullScale, signal, value, samplingRateHz);
+  }
+
+  /**
+   * Sampling rate of a file that does not give one (a CSV file without a time column), in Hz;
+   * NaN to take the file's own.
+   */
+  public RecordingOptions withSamplingRateHz(double value) {
+    return new RecordingOptions(mode, startSeconds, windowSeconds, fullScale, signal, format, value);
   }
 
   public AnalysisMode mode() {
@@ -97,10 +107,16 @@ public final class RecordingOptions implements Serializable {
     return format;
   }
 
+  /** The sampling rate given for files, NaN when the file's own is taken. */
+  public double samplingRateHz() {
+    return samplingRateHz;
+  }
+
   @Override
   public String toString() {
     return "RecordingOptions{mode=" + mode + ", startSeconds=" + startSeconds + ", windowSeconds="
         + windowSeconds + ", fullScale=" + (Double.isNaN(fullScale) ? "from header" : fullScale)
-        + ", signal=" + (signal.isEmpty() ? "first ECG" : signal) + ", format=" + format + "}";
+        + ", signal=" + (signal.isEmpty() ? "first ECG" : signal) + ", format=" + format
+        + (Double.isNaN(samplingRateHz) ? "" : ", samplingRateHz=" + samplingRateHz) + "}";
   }
 }

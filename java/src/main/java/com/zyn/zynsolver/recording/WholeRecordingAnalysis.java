@@ -51,8 +51,9 @@ public final class WholeRecordingAnalysis {
   public static RecordingResult analyse(Path file, RecordingOptions options) {
     Objects.requireNonNull(file, "file");
     checkOptions(options);
-    return RecordingNative.analyseFile(file.toString(), options.format(), options.signal(), options.mode().ordinal(),
-        options.startSeconds(), options.windowSeconds(), options.fullScale());
+    return RecordingNative.analyseFile(file.toString(), options.format(), options.signal(),
+        options.samplingRateHz(), options.mode().ordinal(), options.startSeconds(), options.windowSeconds(),
+        options.fullScale(), file.toString());
   }
 
   /** Analyses the content of one file (EDF/EDF+ or CSV) named {@code fileName}. */
@@ -90,7 +91,7 @@ public final class WholeRecordingAnalysis {
       Path main = folder.resolve(mainFile);
       try {
         return RecordingNative.analyseFile(main.toString(), options.format(), options.signal(),
-            options.mode().ordinal(), options.startSeconds(), options.windowSeconds(), options.fullScale(),
+            options.samplingRateHz(), options.mode().ordinal(), options.startSeconds(), options.windowSeconds(), options.fullScale(),
             mainFile);
       } catch (RecordingException e) {
         // The reader names the temporary copy; name the file as the caller knows it.

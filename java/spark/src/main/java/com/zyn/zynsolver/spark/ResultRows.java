@@ -11,6 +11,7 @@ import org.apache.spark.sql.RowFactory;
 import org.apache.spark.sql.types.DataTypes;
 import org.apache.spark.sql.types.StructField;
 import org.apache.spark.sql.types.StructType;
+import scala.jdk.javaapi.CollectionConverters;
 
 /**
  * One result row per recording: its id and path, "ok" or "failed" with the reason, the heart
@@ -85,7 +86,7 @@ final class ResultRows {
     }
     v.add(r.warnings().isEmpty() ? null : String.join(" | ", r.warnings()));
     if (withBeats) {
-      v.add(beats(r));
+      v.add(CollectionConverters.asScala(beats(r)));
     }
     return RowFactory.create(v.toArray());
   }

@@ -95,8 +95,7 @@ class SparkRecordingsTest {
 
   @Test
   void samplesGiveOneRowEachAndUnusableOnesFailAlone() throws Exception {
-    double[] csv = Files.readAllLines(ToolRuns.sampleCsv()).stream().filter(l -> !l.isBlank())
-        .mapToDouble(Double::parseDouble).toArray();
+    double[] csv = ToolRuns.sampleCsvValues();
     StructType schema = new StructType()
         .add("id", DataTypes.StringType)
         .add("samplingRateHz", DataTypes.DoubleType)

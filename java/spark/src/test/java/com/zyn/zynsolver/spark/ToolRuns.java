@@ -27,6 +27,12 @@ final class ToolRuns {
     return Path.of(System.getProperty("zynecg.sample.csv", "../../data/mitdb-100-excerpt-200hz.csv"));
   }
 
+  /** The values of the 200 Hz CSV excerpt (one column under a header line). */
+  static double[] sampleCsvValues() throws IOException {
+    return Files.readAllLines(sampleCsv()).stream().skip(1).filter(l -> !l.isBlank())
+        .mapToDouble(Double::parseDouble).toArray();
+  }
+
   /** Runs {@code zynecg analyse FILE --json OUT ARGS...} and parses OUT. */
   static JsonNode toolJson(Path file, String... args) throws IOException, InterruptedException {
     String tool = System.getProperty("zynecg.tool", "");

@@ -43,11 +43,11 @@ class WholeRecordingAnalysisTest {
   @Test
   void csvFileEqualsTheToolsJsonAndItsSamplesGiveTheSameBeats() throws Exception {
     Path csv = ToolRuns.sampleCsv();
-    RecordingResult fromFile = WholeRecordingAnalysis.analyse(csv, RecordingOptions.defaults());
-    assertMatches(ToolRuns.toolJson(csv), fromFile);
+    RecordingResult fromFile =
+        WholeRecordingAnalysis.analyse(csv, RecordingOptions.defaults().withSamplingRateHz(200.0));
+    assertMatches(ToolRuns.toolJson(csv, "--fs", "200"), fromFile);
 
-    double[] samples = Files.readAllLines(csv).stream().filter(l -> !l.isBlank())
-        .mapToDouble(Double::parseDouble).toArray();
+    double[] samples = ToolRuns.sampleCsvValues();
     RecordingResult fromSamples = WholeRecordingAnalysis.analyse(samples, 200.0, RecordingOptions.defaults());
     assertArrayEquals(fromFile.normalBeats().samples200Hz(), fromSamples.normalBeats().samples200Hz());
     assertArrayEquals(fromFile.extraSystoles().samples200Hz(), fromSamples.extraSystoles().samples200Hz());

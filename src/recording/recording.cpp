@@ -18,7 +18,7 @@
 #include "wfdb/resample.hpp"
 #include "wfdb/signals.hpp"
 
-namespace zyn::cli {
+namespace zyn::recording {
 namespace fs = std::filesystem;
 namespace {
 
@@ -129,15 +129,13 @@ void check_time_grid(const std::string& source, const std::vector<double>& t, st
   (void)firstLine;
 }
 
-void check_samples(const Recording& r) {
+// Samples that are not numbers are kept: the analysis leaves their stretches
+// out and reports them; infinite samples count as saturated.
+void check_samples(Recording& r) {
+  r.sampleCount = static_cast<int64_t>(r.samples.size());
   if (r.samples.empty()) throw InputError(r.source, "holds no samples");
   if (!(r.fsHz > 0.0) || !std::isfinite(r.fsHz))
     throw InputError(r.source, "sampling rate must be positive (got " + std::to_string(r.fsHz) + " Hz)");
-  const auto bad = std::find_if(r.samples.begin(), r.samples.end(), [](double v) { return !std::isfinite(v); });
-  if (bad != r.samples.end()) {
-    throw InputError(r.source, "sample " + std::to_string(bad - r.samples.begin()) +
-                                   " is not a finite number (NaN or infinity)");
-  }
 }
 
 // Physical units of EDF signals, as factors to millivolts.
@@ -417,4 +415,4 @@ std::vector<double> at_analysis_rate(const Recording& recording) {
   }
 }
 
-}  // namespace zyn::cli
+}  // namespace zyn::recording

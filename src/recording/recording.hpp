@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zyn::cli {
+namespace zyn::recording {
 
 class InputError : public std::runtime_error {
  public:
@@ -33,23 +33,29 @@ struct ReadOptions {
   std::optional<RawType> rawType;    // default from the extension (.i16), else float64
 };
 
-struct Recording {
+// What a file says about its signal.
+struct RecordingInfo {
   std::string source;                // path as given
   std::string format;                // "csv", "wfdb", "edf", "raw"
   std::string signalName;
   std::string units = "mV";
   double fsHz = 0.0;
-  std::vector<double> samples;
+  int64_t sampleCount = 0;           // at fsHz
   std::optional<double> fullScale;   // largest representable magnitude, in `units`
+  std::string startTime;             // "YYYY-MM-DDThh:mm:ss" of the first sample, when the file gives it
 
-  double durationSeconds() const { return static_cast<double>(samples.size()) / fsHz; }
+  double durationSeconds() const { return static_cast<double>(sampleCount) / fsHz; }
+};
+
+struct Recording : RecordingInfo {
+  std::vector<double> samples;
 };
 
 InputFormat parse_format(std::string_view name);
 std::string_view format_name(InputFormat format);
 
 // Reads a file in the given (or detected) format and checks that it holds at
-// least one sample, only finite values and a positive sampling rate.
+// least one sample and a positive sampling rate.
 Recording read_recording(const std::string& path, const ReadOptions& options);
 
 Recording read_csv(const std::string& path, const ReadOptions& options);
@@ -64,4 +70,4 @@ Recording parse_csv(std::string_view text, const std::string& source, const Read
 // The recording resampled to the analysis rate of 200 Hz.
 std::vector<double> at_analysis_rate(const Recording& recording);
 
-}  // namespace zyn::cli
+}  // namespace zyn::recording

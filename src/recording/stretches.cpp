@@ -1,24 +1,25 @@
-// Stretching, analysis and merging of long recordings. See stretches.hpp.
+// Stretching, analysis and merging of long signals. See stretches.hpp.
 #include "stretches.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-namespace zyn::cli {
+namespace zyn::recording {
 namespace {
+
+constexpr int32_t kShortestSplitWindowSeconds = 5;
 
 int64_t seconds_to_samples(double seconds) { return static_cast<int64_t>(std::llround(seconds * kAnalysisRateHz)); }
 
-// Quality windows shorter than 5 s are not split by the library: one code
-// covers the whole stretch, and stretches then align to whole seconds.
-int64_t grid_unit(int32_t windowSeconds) {
-  return windowSeconds >= 5 ? int64_t{windowSeconds} * 200 : 200;
-}
-
-void append_beats(std::vector<Beat>& out, const std::vector<int32_t>& positions, int64_t offset, bool extra) {
-  for (const int32_t p : positions)
-    if (p >= 0) out.push_back({offset + p, extra});
+// Stretches start on multiples of the quality window when at least two
+// windows fit in the step between stretches; otherwise (windows under 5 s,
+// which the library does not split, or windows too long for the grid) on
+// whole seconds.
+int64_t grid_unit(int32_t windowSeconds, int64_t maxSamples) {
+  const int64_t window = int64_t{windowSeconds} * 200;
+  const int64_t step = maxSamples - seconds_to_samples(kMinimumOverlapSeconds);
+  return windowSeconds >= kShortestSplitWindowSeconds && 2 * window <= step ? window : 200;
 }
 
 // A cut point near `target` that lies halfway between two consecutive beats
@@ -33,37 +34,51 @@ int64_t cut_between_beats(const std::vector<Beat>& beats, int64_t target, int64_
 }
 
 std::vector<QualityWindow> windows_of(const StretchResult& s, int32_t windowSeconds) {
-  const BeatAnalysis& a = s.beats();
   std::vector<QualityWindow> out;
-  const int64_t width = a.qualityCount == 1 ? s.plan.count : int64_t{windowSeconds} * 200;
-  for (int32_t i = 0; i < a.qualityCount && i < static_cast<int32_t>(a.qualities.size()); ++i) {
-    out.push_back({s.plan.first + i * width, width, a.qualities[static_cast<std::size_t>(i)]});
-  }
+  const auto n = static_cast<int64_t>(s.qualities.size());
+  const int64_t width = n == 1 ? s.plan.count : int64_t{windowSeconds} * 200;
+  for (int64_t i = 0; i < n; ++i)
+    out.push_back({s.plan.first + i * width, width, 0.0, 0.0, s.qualities[static_cast<std::size_t>(i)]});
   return out;
+}
+
+void append_beats(std::vector<Beat>& out, const std::vector<int32_t>& positions, int64_t offset, bool extra) {
+  for (const int32_t p : positions)
+    if (p >= 0) out.push_back({offset + p, extra});
 }
 
 }  // namespace
 
-int64_t max_stretch_samples(Mode mode) {
-  return mode == Mode::Hrv ? kHrvMaxSamples : kQrsMaxSamples;
-}
+int64_t max_stretch_samples() { return kQrsMaxSamples; }
 
-int64_t min_recording_samples(Mode mode) {
-  return mode == Mode::Qrs || mode == Mode::Both ? kQrsMinSamples : kHrvMinSamples;
-}
+int64_t min_recording_samples(Mode mode) { return mode == Mode::Hrv ? kHrvMinSamples : kQrsMinSamples; }
 
 std::vector<StretchPlan> plan_stretches(int64_t total, int64_t maxSamples, int32_t windowSeconds) {
   if (total <= maxSamples) return {{0, total}};
-  const int64_t unit = grid_unit(windowSeconds);
-  const int64_t step = std::max(unit, (maxSamples - seconds_to_samples(kMinimumOverlapSeconds)) / unit * unit);
+  const int64_t unit = grid_unit(windowSeconds, maxSamples);
+  const int64_t step = (maxSamples - seconds_to_samples(kMinimumOverlapSeconds)) / unit * unit;
   std::vector<StretchPlan> plans;
   int64_t start = 0;
   for (; start + maxSamples < total; start += step) plans.push_back({start, maxSamples});
-  // The last stretch ends with the recording and starts on the grid; it is
-  // at most one grid unit shorter than the others.
+  // The last stretch ends with the recording and starts on the grid: it is
+  // at most one grid unit (half a step) shorter than the others, and it
+  // overlaps the one before by at least as much as the others do.
   const int64_t lastStart = (total - maxSamples + unit - 1) / unit * unit;
   plans.push_back({lastStart, total - lastStart});
   return plans;
+}
+
+std::vector<StretchPlan> finite_runs(std::span<const double> ecg) {
+  std::vector<StretchPlan> runs;
+  const auto n = static_cast<int64_t>(ecg.size());
+  int64_t i = 0;
+  while (i < n) {
+    while (i < n && std::isnan(ecg[static_cast<std::size_t>(i)])) ++i;
+    const int64_t first = i;
+    while (i < n && !std::isnan(ecg[static_cast<std::size_t>(i)])) ++i;
+    if (i > first) runs.push_back({first, i - first});
+  }
+  return runs;
 }
 
 bool has_beats(int32_t error) {
@@ -71,87 +86,85 @@ bool has_beats(int32_t error) {
          error == kTooFewBeatsForHrv;
 }
 
-std::vector<Beat> stretch_beats(const StretchResult& stretch) {
-  std::vector<Beat> out;
-  const BeatAnalysis& a = stretch.beats();
-  if (!has_beats(a.error)) return out;
-  append_beats(out, a.rpeaks, stretch.plan.first, false);
-  append_beats(out, a.extraSystoles, stretch.plan.first, true);
-  std::sort(out.begin(), out.end(), [](const Beat& x, const Beat& y) { return x.sample < y.sample; });
-  return out;
+StretchResult analyse_stretch(std::span<const double> ecg, StretchPlan plan, int32_t windowSeconds,
+                              double fullScale) {
+  StretchResult s;
+  s.plan = plan;
+  AnalysisRequest request;
+  request.ecg = ecg.subspan(static_cast<std::size_t>(plan.first), static_cast<std::size_t>(plan.count));
+  request.fs = 200;
+  request.startSeconds = 0;
+  request.qualityWindowSeconds = windowSeconds;
+  request.fullScale = fullScale;
+  // A stretch longer than the beat detection accepts is one call of the HRV
+  // analysis, whose detection is the same.
+  const BeatAnalysis a = plan.count > kQrsMaxSamples ? BeatAnalysis(analyse_hrv(request)) : BeatAnalysis(analyse_qrs(request));
+  s.error = a.error;
+  s.hrBpm = a.hr;
+  s.hrMeanBpm = a.hrMean;
+  s.qualities.assign(a.qualities.begin(), a.qualities.begin() + std::min<std::ptrdiff_t>(a.qualityCount, std::ssize(a.qualities)));
+  if (has_beats(a.error)) {
+    append_beats(s.beats, a.rpeaks, plan.first, false);
+    append_beats(s.beats, a.extraSystoles, plan.first, true);
+    std::sort(s.beats.begin(), s.beats.end(), [](const Beat& x, const Beat& y) { return x.sample < y.sample; });
+  }
+  return s;
 }
 
-std::vector<Beat> merge_beats(std::vector<StretchResult>& stretches,
-                              const std::vector<std::vector<Beat>>& beatsPerStretch) {
+std::vector<Beat> merge_beats(std::vector<StretchResult>& stretches) {
   const int64_t refractory = seconds_to_samples(kRefractorySeconds);
   std::vector<Beat> merged;
   for (std::size_t k = 0; k < stretches.size(); ++k) {
     StretchResult& s = stretches[k];
-    s.ownedFrom = k == 0 ? s.plan.first : stretches[k - 1].ownedTo;
-    if (k + 1 == stretches.size()) {
-      s.ownedTo = s.plan.first + s.plan.count;
+    const int64_t end = s.plan.first + s.plan.count;
+    const bool overlapsPrevious = k > 0 && stretches[k - 1].plan.first + stretches[k - 1].plan.count > s.plan.first;
+    s.ownedFrom = overlapsPrevious ? stretches[k - 1].ownedTo : s.plan.first;
+    if (k + 1 == stretches.size() || stretches[k + 1].plan.first >= end) {
+      s.ownedTo = end;
     } else {
       const StretchPlan& next = stretches[k + 1].plan;
-      const int64_t overlapEnd = s.plan.first + s.plan.count;
-      const int64_t target = (next.first + overlapEnd) / 2;
+      const int64_t target = (next.first + end) / 2;
       // Search the gap in this stretch's beats, or in the next one's when
       // this stretch found none.
-      const auto& reference = beatsPerStretch[k].empty() ? beatsPerStretch[k + 1] : beatsPerStretch[k];
-      s.ownedTo = cut_between_beats(reference, target, next.first + refractory, overlapEnd - refractory);
+      const auto& reference = s.beats.empty() ? stretches[k + 1].beats : s.beats;
+      s.ownedTo = cut_between_beats(reference, target, next.first + refractory, end - refractory);
     }
-    for (const Beat& b : beatsPerStretch[k]) {
+    const std::size_t before = merged.size();
+    for (const Beat& b : s.beats) {
       if (b.sample < s.ownedFrom || b.sample >= s.ownedTo) continue;
-      if (!merged.empty() && b.sample - merged.back().sample < refractory) continue;  // seen across the cut
+      // A beat this close after the previous stretch's last one was seen by both.
+      if (merged.size() == before && before > 0 && b.sample - merged.back().sample < refractory) continue;
       merged.push_back(b);
     }
+    if (k > 0) std::vector<Beat>().swap(stretches[k - 1].beats);
   }
+  if (!stretches.empty()) std::vector<Beat>().swap(stretches.back().beats);
   return merged;
 }
 
-WholeAnalysis analyse_in_stretches(std::span<const double> ecg, const AnalysisOptions& options,
-                                   const Progress& progress) {
-  WholeAnalysis whole;
-  const auto plans = plan_stretches(static_cast<int64_t>(ecg.size()), max_stretch_samples(options.mode),
-                                    options.windowSeconds);
-  std::vector<std::vector<Beat>> beatsPerStretch;
-  for (std::size_t k = 0; k < plans.size(); ++k) {
-    if (progress) progress(k, plans.size());
-    StretchResult s;
-    s.plan = plans[k];
-    AnalysisRequest request;
-    request.ecg = ecg.subspan(static_cast<std::size_t>(s.plan.first), static_cast<std::size_t>(s.plan.count));
-    request.fs = 200;
-    request.startSeconds = 0;
-    request.qualityWindowSeconds = options.windowSeconds;
-    request.fullScale = options.fullScale;
-    if (options.mode != Mode::Hrv) s.qrs = analyse_qrs(request);
-    if (options.mode != Mode::Qrs) s.hrv = analyse_hrv(request);
-    beatsPerStretch.push_back(stretch_beats(s));
-    whole.stretches.push_back(std::move(s));
-  }
-  if (progress) progress(plans.size(), plans.size());
-  whole.beats = merge_beats(whole.stretches, beatsPerStretch);
-  // Windows lie on one grid: each stretch contributes those that start
-  // before the grid point nearest the middle of its overlap with the next
-  // one (and not later than its own last whole window), and at or after the
-  // previous stretch's such point. A single code for a whole stretch (windows
-  // under 5 s) is kept for every stretch.
-  const int64_t unit = grid_unit(options.windowSeconds);
+std::vector<QualityWindow> merge_windows(const std::vector<StretchResult>& stretches, int32_t windowSeconds) {
+  // Windows on the grid: each stretch contributes those that start before
+  // the grid point nearest the middle of its overlap with the next one (and
+  // not later than its own last whole window), and at or after the previous
+  // stretch's such point. A single code for a whole stretch is kept for
+  // every stretch.
+  std::vector<QualityWindow> out;
+  const int64_t unit = grid_unit(windowSeconds, max_stretch_samples());
   int64_t from = 0;
-  for (std::size_t k = 0; k < whole.stretches.size(); ++k) {
-    const StretchResult& s = whole.stretches[k];
-    const auto windows = windows_of(s, options.windowSeconds);
+  for (std::size_t k = 0; k < stretches.size(); ++k) {
+    const StretchResult& s = stretches[k];
+    const auto windows = windows_of(s, windowSeconds);
+    const int64_t end = s.plan.first + s.plan.count;
     int64_t to = std::numeric_limits<int64_t>::max();
-    if (k + 1 < whole.stretches.size() && !windows.empty()) {
-      const int64_t middle = (whole.stretches[k + 1].plan.first + s.plan.first + s.plan.count) / 2;
+    if (k + 1 < stretches.size() && stretches[k + 1].plan.first < end && !windows.empty()) {
+      const int64_t middle = (stretches[k + 1].plan.first + end) / 2;
       to = std::min((middle + unit / 2) / unit * unit, windows.back().first + windows.back().count);
     }
-    for (const QualityWindow& w : windows) {
-      if (s.beats().qualityCount == 1 || (w.first >= from && w.first < to)) whole.windows.push_back(w);
-    }
-    from = to;
+    for (const QualityWindow& w : windows)
+      if (windows.size() == 1 || unit == 200 || (w.first >= from && w.first < to)) out.push_back(w);
+    from = to == std::numeric_limits<int64_t>::max() ? 0 : to;
   }
-  return whole;
+  return out;
 }
 
-}  // namespace zyn::cli
+}  // namespace zyn::recording

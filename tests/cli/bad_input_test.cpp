@@ -3,7 +3,7 @@
 // the failures, the exit status is non-zero and no half-written output stays.
 #include <unistd.h>
 
-#include "file_analysis.hpp"
+#include "output.hpp"
 #include "support.hpp"
 
 namespace zyn::cli {
@@ -24,6 +24,13 @@ std::string csv_of(std::size_t samples) {
   return text;
 }
 
+// 200 Hz CSV whose runs of numbers are all too short to analyse.
+std::string nan_every_5_seconds(std::size_t samples) {
+  std::string text = "mv\n";
+  for (std::size_t i = 0; i < samples; ++i) text += i % 1000 == 999 ? "nan\n" : "0.01\n";
+  return text;
+}
+
 TEST(BadInput, EachProblemIsNamedWithItsFile) {
   ScratchDir dir;
   write_text(dir / "rec.dat", std::string(1000, '\0'));
@@ -41,7 +48,7 @@ TEST(BadInput, EachProblemIsNamedWithItsFile) {
       {write_text(dir / "header-only.csv", "mv\n"), at_fs(200), "no samples"},
       {write_text(dir / "words.csv", "mv\n0.1\nabc\n"), at_fs(200), "line 3, column 1: 'abc' is not a number"},
       {write_text(dir / "ragged.csv", "t,mv\n0,1\n0.005,2,3\n"), {}, "line 3: 3 fields where the first line has 2"},
-      {write_text(dir / "nan.csv", "mv\n0.1\nnan\n0.2\n"), at_fs(200), "sample 1 is not a finite number"},
+      {write_text(dir / "nan.csv", nan_every_5_seconds(4000)), at_fs(200), "no stretch of 15.0 s or more without"},
       {write_text(dir / "uneven.csv", "0,1\n0.005,1\n0.030,1\n0.035,1\n"), {}, "not evenly spaced"},
       {write_text(dir / "backwards.csv", "0.1,1\n0,1\n"), {}, "does not increase"},
       {write_text(dir / "no-rate.csv", "mv\n1\n2\n"), {}, "give the sampling rate with --fs"},

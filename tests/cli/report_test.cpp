@@ -32,39 +32,30 @@ TEST(LombPeriodogram, FindsTheRhythmOfAnUnevenlySampledSine) {
   EXPECT_NEAR(area, 0.05 * 0.05 / 2, 1e-4);  // the variance of the sine
 }
 
-FileAnalysis bundled_excerpt() {
+RecordingAnalysis bundled_excerpt() {
   return analyse_file((source_dir() / "data" / "mitdb-100-excerpt.hea").string(), {});
 }
 
-// The 600 s excerpt is one HRV call: the tool's numbers must be the library's
-// own for the same samples, as a Java caller would get them.
-TEST(JsonOutput, HoldsTheLibraryResultsTheirPositionsAndTheMeaningOfEachCode) {
-  const FileAnalysis f = bundled_excerpt();
+// The JSON holds the whole-recording results under their documented names,
+// the beats in three scales, the 5-minute table and the meaning of each code.
+TEST(JsonOutput, HoldsTheWholeRecordingResultsTheirPositionsAndTheMeaningOfEachCode) {
+  const RecordingAnalysis f = bundled_excerpt();
   const auto j = to_json(f);
-  ASSERT_EQ(j["stretches"]["qrs"].size(), f.qrs->stretches.size());
-  ASSERT_EQ(j["stretches"]["hrv"].size(), 1u);
-  const auto& tool = j["stretches"]["hrv"][0]["hrv"];
-  EXPECT_EQ(tool["rpeaks"].size(), static_cast<std::size_t>(tool["beatArrayLength"].get<int>()));
-  EXPECT_EQ(tool["qualities"].size(), 60u);
-  AnalysisRequest request;
-  request.ecg = std::span<const double>(f.ecg200);
-  request.fullScale = f.fullScale;
-  const HrvAnalysis direct = analyse_hrv(request);
-  EXPECT_EQ(tool["error"], direct.error);
-  EXPECT_EQ(tool["hr"], direct.hr);
-  EXPECT_EQ(tool["hrMean"], direct.hrMean);
-  EXPECT_EQ(tool["rpeaks"], direct.rpeaks);
-  EXPECT_EQ(tool["extraSystoles"], direct.extraSystoles);
-  EXPECT_EQ(tool["qualities"], direct.qualities);
-  EXPECT_EQ(tool["timeDomain"]["sdnn"], direct.timeDomain[2]);
-  EXPECT_EQ(tool["frequencyDomain"]["lf_hf"], direct.frequencyDomain[5]);
-  EXPECT_EQ(j["summary"]["hrv"]["rmssd"]["value"], direct.timeDomain[5]);
+  ASSERT_EQ(j["stretches"].size(), f.stretches.size());
+  EXPECT_EQ(j["stretches"][0]["qualities"].size(), 60u);
+  EXPECT_EQ(j["summary"]["hrv"]["rmssd"]["value"], (*f.hrv.timeDomain)[5]);
+  EXPECT_EQ(j["summary"]["hrv"]["lf_hf"]["value"], (*f.hrv.frequencyDomain)[5]);
+  EXPECT_EQ(j["summary"]["hrBpm"], *f.hrBpm);
   EXPECT_EQ(j["codes"]["error"]["5"], error_meaning(5));
   EXPECT_EQ(j["fullScaleSource"], "header");
+  ASSERT_EQ(j["fiveMinuteSegments"].size(), 2u);
+  EXPECT_EQ(j["fiveMinuteSegments"][1]["startSeconds"], 300.0);
+  EXPECT_EQ(j["fiveMinuteSegments"][0]["normalBeats"].get<int64_t>() + j["fiveMinuteSegments"][1]["normalBeats"].get<int64_t>(),
+            j["beats"]["normal"]["count"].get<int64_t>());
   // 200 Hz positions map to the file's 360 Hz samples and to seconds.
   const auto& normal = j["beats"]["normal"];
   ASSERT_GT(normal["count"].get<std::size_t>(), 0u);
-  EXPECT_EQ(j["summary"]["normalBeats"], f.summary.normalBeats);
+  EXPECT_EQ(j["summary"]["normalBeats"], f.normal.samples200Hz.size());
   const int64_t at200 = normal["samples200Hz"][0];
   EXPECT_EQ(normal["fileSamples"][0].get<int64_t>(), std::llround(static_cast<double>(at200) * 1.8));
   EXPECT_NEAR(normal["seconds"][0].get<double>(), static_cast<double>(at200) / 200.0, 5e-4);
@@ -74,7 +65,7 @@ TEST(HtmlReport, RendersInHeadlessChromiumWithoutErrors) {
   const std::string chromium = ZYN_CHROMIUM;
   if (chromium.empty()) GTEST_SKIP() << "chromium is not installed";
   ScratchDir dir;
-  const FileAnalysis f = bundled_excerpt();
+  const RecordingAnalysis f = bundled_excerpt();
   write_file_atomically(dir / "report.html", html_report(f));
   const auto dom = run("timeout 120 " + chromium +
                        " --headless --no-sandbox --disable-gpu --disable-background-networking"

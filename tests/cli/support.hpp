@@ -14,6 +14,8 @@
 
 namespace zyn::cli::testing {
 
+using namespace ::zyn::recording::testing;
+
 inline std::string zynecg() { return ZYNECG_EXE; }
 
 struct CommandResult {

@@ -12,7 +12,7 @@
 #include "wfdb/annotations.hpp"
 #include "wfdb/resample.hpp"
 
-namespace zyn::cli {
+namespace zyn::recording {
 namespace {
 
 using namespace testing;
@@ -133,4 +133,4 @@ TEST(RawReader, ReadsLittleEndianFloat64AndInt16) {
 }
 
 }  // namespace
-}  // namespace zyn::cli
+}  // namespace zyn::recording

@@ -9,11 +9,11 @@
 #include <tuple>
 
 #include "beats/detect_waves.hpp"
-#include "file_analysis.hpp"
+#include "analyse_recording.hpp"
 #include "recording/support.hpp"
 #include "wfdb/annotations.hpp"
 
-namespace zyn::cli {
+namespace zyn::recording {
 namespace {
 
 using namespace testing;
@@ -27,9 +27,9 @@ std::vector<double> detected_seconds(const WaveDetection& d) {
   return out;
 }
 
-std::vector<double> beat_seconds(const FileAnalysis& f) {
+std::vector<double> beat_seconds(const RecordingAnalysis& f) {
   std::vector<double> out;
-  for (const Beat& b : f.beats().beats) out.push_back(f.seconds(b.sample));
+  for (const Beat& b : f.beats) out.push_back(f.seconds(b.sample));
   return out;
 }
 
@@ -48,7 +48,7 @@ TEST(MitdbRegression, DetectionSensitivityAndPredictivityWholeAndInStretches) {
         std::tuple{"208", 0.955, 0.999, false}}) {
     SCOPED_TRACE(record);
     const std::string path = (data_dir() / "mitdb" / record).string();
-    const FileAnalysis f = analyse_file(path + ".hea", options);
+    const RecordingAnalysis f = analyse_file(path + ".hea", options);
     const auto found = detected_seconds(detect_waves(f.ecg200, 200, 10, f.fullScale));
     std::vector<double> reference;
     for (const auto& a : wfdb::read_annotations(path + ".atr"))
@@ -61,13 +61,13 @@ TEST(MitdbRegression, DetectionSensitivityAndPredictivityWholeAndInStretches) {
     EXPECT_GE(matched_share(reference, found), sensitivity);
     EXPECT_GE(matched_share(found, reference), predictivity);
 
-    ASSERT_EQ(f.qrs->stretches.size(), 4u);
+    ASSERT_EQ(f.stretches.size(), 4u);
     if (sameInStretches) {
       const std::vector<double> stretched = beat_seconds(f);
       EXPECT_EQ(unmatched(stretched, found, 1.0, end), std::vector<double>{});
       EXPECT_EQ(unmatched(found, stretched, 1.0, end), std::vector<double>{});
     }
-    const auto& windows = f.qrs->windows;
+    const auto& windows = f.windows;
     EXPECT_EQ(windows.size(), f.ecg200.size() / 2000);
     for (std::size_t i = 0; i < windows.size(); ++i) EXPECT_EQ(windows[i].first, static_cast<int64_t>(i) * 2000) << i;
   }
@@ -78,8 +78,10 @@ TEST(StretchPlan, CoversTheRecordingOnTheWindowGridWithOverlap) {
   std::uniform_int_distribution<int64_t> length(3000, 2'000'000);
   for (int trial = 0; trial < 300; ++trial) {
     const int64_t total = trial < 3 ? std::array<int64_t, 3>{119936, 119937, 3000}[trial] : length(rng);
-    const int32_t window = trial % 3 == 0 ? 3 : 10;
-    const int64_t grid = window >= 5 ? window * 200 : 200;
+    // Windows of 5 .. 294 s fit twice in the step between stretches and
+    // put the stretches on their grid; others on whole seconds.
+    const int32_t window = std::array<int32_t, 9>{3, 10, 1, 60, 294, 295, 600, 3600, 100000}[trial % 9];
+    const int64_t grid = window >= 5 && window <= 294 ? window * 200 : 200;
     const auto plans = plan_stretches(total, kQrsMaxSamples, window);
     ASSERT_FALSE(plans.empty());
     EXPECT_EQ(plans.front().first, 0);
@@ -87,6 +89,7 @@ TEST(StretchPlan, CoversTheRecordingOnTheWindowGridWithOverlap) {
     for (std::size_t k = 0; k < plans.size(); ++k) {
       EXPECT_LE(plans[k].count, kQrsMaxSamples);
       EXPECT_GE(plans[k].count, std::min<int64_t>(total, kHrvMinSamples));
+      EXPECT_LT(plans[k].first, total - kQrsMinSamples + (total == plans[k].count ? kQrsMinSamples : 0));
       EXPECT_EQ(plans[k].first % grid, 0);
       if (k > 0) {
         const int64_t overlap = plans[k - 1].first + plans[k - 1].count - plans[k].first;
@@ -106,18 +109,15 @@ TEST(StretchMerge, NoBeatIsLostOrDoubledAtABorder) {
     std::vector<int64_t> truth;
     for (int64_t t = 100; t < total; t += std::uniform_int_distribution<int64_t>(60, 300)(rng)) truth.push_back(t);
     std::vector<StretchResult> stretches;
-    std::vector<std::vector<Beat>> seen;
     std::uniform_int_distribution<int64_t> jitter(-4, 4);
     for (const StretchPlan& p : plan_stretches(total, kQrsMaxSamples, 10)) {
       StretchResult s;
       s.plan = p;
-      stretches.push_back(s);
-      std::vector<Beat> beats;
       for (const int64_t t : truth)
-        if (t >= p.first + 200 && t < p.first + p.count - 200) beats.push_back({t + jitter(rng), t % 7 == 0});
-      seen.push_back(beats);
+        if (t >= p.first + 200 && t < p.first + p.count - 200) s.beats.push_back({t + jitter(rng), t % 7 == 0});
+      stretches.push_back(s);
     }
-    const auto merged = merge_beats(stretches, seen);
+    const auto merged = merge_beats(stretches);
     const auto inside = std::count_if(truth.begin(), truth.end(), [&](int64_t t) { return t >= 200 && t < total - 200; });
     ASSERT_EQ(static_cast<int64_t>(merged.size()), inside) << "trial " << trial;
     std::size_t k = 0;
@@ -135,8 +135,8 @@ TEST(StretchedAnalysis, QtDatabaseCopyAt250HzFindsTheBeatsOfTheMitdbOriginal) {
   if (!fs::exists(data_dir() / "qtdb" / "sel100.hea")) GTEST_SKIP() << "no qtdb/sel100";
   FileOptions options;
   options.mode = Mode::Qrs;
-  const FileAnalysis qt = analyse_file((data_dir() / "qtdb" / "sel100.hea").string(), options);
-  const FileAnalysis mit = analyse_file((data_dir() / "mitdb" / "100.hea").string(), options);
+  const RecordingAnalysis qt = analyse_file((data_dir() / "qtdb" / "sel100.hea").string(), options);
+  const RecordingAnalysis mit = analyse_file((data_dir() / "mitdb" / "100.hea").string(), options);
   ASSERT_EQ(qt.recording.fsHz, 250.0);
   constexpr double kExcerptStartSeconds = 420.0;  // sel100 is 100 from 7:00 to 22:00
   std::vector<double> qtBeats = beat_seconds(qt);
@@ -149,4 +149,4 @@ TEST(StretchedAnalysis, QtDatabaseCopyAt250HzFindsTheBeatsOfTheMitdbOriginal) {
 }
 
 }  // namespace
-}  // namespace zyn::cli
+}  // namespace zyn::recording

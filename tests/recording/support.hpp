@@ -9,7 +9,7 @@
 
 #include "common/scratch.hpp"
 
-namespace zyn::cli::testing {
+namespace zyn::recording::testing {
 
 using namespace ::zyn::testing;
 
@@ -28,4 +28,4 @@ inline std::vector<double> unmatched(const std::vector<double>& found, const std
   return out;
 }
 
-}  // namespace zyn::cli::testing
+}  // namespace zyn::recording::testing

@@ -16,7 +16,6 @@
 #include <thread>
 
 #include "excerpt.hpp"
-#include "file_analysis.hpp"
 #include "output.hpp"
 #include "report.hpp"
 
@@ -78,11 +77,13 @@ int run_analyse(const AnalyseArgs& args) {
   options.read.format = parse_format(args.format);
   options.read.fsHz = args.fs;
   options.read.signal = args.signal;
+  // One file: its stretches on every core; several: files on --jobs threads.
+  if (args.files.size() == 1) options.parallel = parallel_on_threads(std::thread::hardware_concurrency());
   if (!args.rawType.empty()) options.read.rawType = args.rawType == "int16" ? RawType::Int16 : RawType::Float64;
 
   const std::size_t n = args.files.size();
   const bool several = n > 1;
-  std::vector<std::optional<FileAnalysis>> results(n);
+  std::vector<std::optional<RecordingAnalysis>> results(n);
   std::vector<std::string> failures(n);
   std::vector<std::string> summaries(n);
   std::atomic<std::size_t> next{0}, finished{0};
@@ -94,7 +95,7 @@ int run_analyse(const AnalyseArgs& args) {
       const std::string& file = args.files[i];
       try {
         const Progress progress = several ? Progress{} : Progress{[&](std::size_t d, std::size_t t) { bar.update(d, t); }};
-        FileAnalysis f = analyse_file(file, options, progress);
+        RecordingAnalysis f = analyse_file(file, options, progress);
         summaries[i] = human_summary(f);
         if (!args.report.empty()) write_file_atomically(per_file_path(args.report, file, several), html_report(f));
         results[i] = std::move(f);

@@ -29,12 +29,6 @@ constexpr std::array<const char*, 6> kFreqMeanings = {
 
 std::string mode_name(Mode m) { return m == Mode::Qrs ? "qrs" : m == Mode::Hrv ? "hrv" : "both"; }
 
-Json named_values(const auto& names, const auto& values) {
-  Json j = Json::object();
-  for (std::size_t i = 0; i < names.size(); ++i) j[names[i]] = values[i];
-  return j;
-}
-
 Json statistics_json(const std::array<double, 7>* time, const std::array<double, 6>* freq) {
   Json j = Json::object();
   if (time != nullptr)
@@ -46,31 +40,14 @@ Json statistics_json(const std::array<double, 7>* time, const std::array<double,
   return j;
 }
 
-Json beat_results_json(const BeatAnalysis& a) {
-  Json q = Json::array();
-  for (const int32_t code : a.qualities) q.push_back(window_quality_meaning(code));
-  return {{"error", a.error},
-          {"errorMeaning", error_meaning(a.error)},
-          {"hr", a.hr},
-          {"hrMean", a.hrMean},
-          {"beatArrayLength", a.beatArrayLength},
-          {"qualityCount", a.qualityCount},
-          {"rpeaks", a.rpeaks},
-          {"extraSystoles", a.extraSystoles},
-          {"qualities", a.qualities},
-          {"qualityMeanings", q}};
+Json beats_json(const BeatPositions& p) {
+  return {{"count", p.samples200Hz.size()},
+          {"samples200Hz", p.samples200Hz},
+          {"fileSamples", p.fileSamples},
+          {"seconds", p.seconds}};
 }
 
-Json beats_json(const FileAnalysis& f, bool extra) {
-  Json at200 = Json::array(), file = Json::array(), seconds = Json::array();
-  for (const Beat& b : f.beats().beats) {
-    if (b.extra != extra) continue;
-    at200.push_back(b.sample + f.startSample200);
-    file.push_back(f.file_sample(b.sample));
-    seconds.push_back(std::round(f.seconds(b.sample) * 1000.0) / 1000.0);
-  }
-  return {{"count", at200.size()}, {"samples200Hz", at200}, {"fileSamples", file}, {"seconds", seconds}};
-}
+Json optional_number(const std::optional<double>& v) { return v ? Json(*v) : Json(nullptr); }
 
 std::string fixed(double v, int decimals) {
   std::ostringstream out;
@@ -85,58 +62,72 @@ std::string csv_quote(const std::string& s) {
   return out + "\"";
 }
 
-Json stretches_json(const FileAnalysis& f, const WholeAnalysis& run) {
+Json stretches_json(const RecordingAnalysis& f) {
   Json stretches = Json::array();
-  for (std::size_t k = 0; k < run.stretches.size(); ++k) {
-    const StretchResult& s = run.stretches[k];
-    Json j = {{"index", k},
-              {"firstSample200Hz", s.plan.first + f.startSample200},
-              {"samples200Hz", s.plan.count},
-              {"startSeconds", f.seconds(s.plan.first)},
-              {"endSeconds", f.seconds(s.plan.first + s.plan.count)},
-              {"beatsTakenFromSeconds", f.seconds(s.ownedFrom)},
-              {"beatsTakenToSeconds", f.seconds(s.ownedTo)}};
-    if (s.qrs) j["qrs"] = beat_results_json(*s.qrs);
-    if (s.hrv) {
-      Json h = beat_results_json(*s.hrv);
-      h["timeDomain"] = named_values(kTimeNames, s.hrv->timeDomain);
-      h["frequencyDomain"] = named_values(kFreqNames, s.hrv->frequencyDomain);
-      j["hrv"] = std::move(h);
-    }
-    stretches.push_back(std::move(j));
+  for (std::size_t k = 0; k < f.stretches.size(); ++k) {
+    const StretchResult& s = f.stretches[k];
+    Json q = Json::array();
+    for (const int32_t code : s.qualities) q.push_back(code);
+    stretches.push_back({{"index", k},
+                         {"firstSample200Hz", s.plan.first + f.startSample200},
+                         {"samples200Hz", s.plan.count},
+                         {"startSeconds", s.startSeconds},
+                         {"endSeconds", s.endSeconds},
+                         {"beatsTakenFromSeconds", f.seconds(s.ownedFrom)},
+                         {"beatsTakenToSeconds", f.seconds(s.ownedTo)},
+                         {"error", s.error},
+                         {"errorMeaning", error_meaning(s.error)},
+                         {"hrBpm", s.hrBpm},
+                         {"hrMeanBpm", s.hrMeanBpm},
+                         {"qualities", std::move(q)}});
   }
   return stretches;
 }
 
+Json segments_json(const RecordingAnalysis& f) {
+  Json rows = Json::array();
+  for (const SegmentRow& r : f.segments) {
+    rows.push_back({{"startSeconds", r.startSeconds},
+                    {"endSeconds", r.endSeconds},
+                    {"meanHrBpm", optional_number(r.meanHrBpm)},
+                    {"sdnn", optional_number(r.sdnnSeconds)},
+                    {"rmssd", optional_number(r.rmssdSeconds)},
+                    {"nnIntervals", r.nnIntervals},
+                    {"normalBeats", r.normalBeats},
+                    {"extraSystoles", r.extraSystoles}});
+  }
+  return rows;
+}
+
 }  // namespace
 
-nlohmann::ordered_json to_json(const FileAnalysis& f) {
-  Json stretches = Json::object();
-  if (f.qrs) stretches["qrs"] = stretches_json(f, *f.qrs);
-  if (f.hrv) stretches["hrv"] = stretches_json(f, *f.hrv);
+nlohmann::ordered_json to_json(const RecordingAnalysis& f) {
   Json windows = Json::array();
-  for (const QualityWindow& w : f.beats().windows) {
-    windows.push_back({{"startSeconds", f.seconds(w.first)},
-                       {"endSeconds", f.seconds(w.first + w.count)},
+  for (const QualityWindow& w : f.windows) {
+    windows.push_back({{"startSeconds", w.startSeconds},
+                       {"endSeconds", w.endSeconds},
                        {"code", w.code},
                        {"meaning", window_quality_meaning(w.code)}});
   }
-  const WholeSummary& s = f.summary;
-  Json summary = {{"method", s.method},
-                  {"hrBpm", s.hr ? Json(*s.hr) : Json(nullptr)},
-                  {"hrMeanBpm", s.hrMean ? Json(*s.hrMean) : Json(nullptr)},
-                  {"normalBeats", s.normalBeats},
-                  {"extraSystoles", s.extraSystoles},
-                  {"qualityWindows", s.windows},
-                  {"goodQualityWindows", s.goodWindows},
-                  {"hrv", statistics_json(s.timeDomain ? &*s.timeDomain : nullptr,
-                                          s.frequencyDomain ? &*s.frequencyDomain : nullptr)}};
-  if (!s.hrvMethod.empty()) summary["hrvMethod"] = s.hrvMethod;
-  if (!s.hrvNote.empty()) summary["hrvNote"] = s.hrvNote;
-  summary["warnings"] = s.warnings;
+  Json gaps = Json::array();
+  for (const NaNGap& g : f.nanGaps) gaps.push_back({{"startSeconds", g.startSeconds}, {"endSeconds", g.endSeconds}});
+  const WholeHrv& h = f.hrv;
+  Json summary = {{"method", "beats of all stretches merged; heart rates and HRV of the merged beats of the whole recording"},
+                  {"error", f.error},
+                  {"errorMeaning", error_meaning(f.error)},
+                  {"hrBpm", optional_number(f.hrBpm)},
+                  {"hrMeanBpm", optional_number(f.hrMeanBpm)},
+                  {"normalBeats", f.normal.samples200Hz.size()},
+                  {"extraSystoles", f.extraSystoles.samples200Hz.size()},
+                  {"qualityWindows", f.windows.size()},
+                  {"goodQualityWindows", f.good_windows()},
+                  {"hrv", statistics_json(h.timeDomain ? &*h.timeDomain : nullptr,
+                                          h.frequencyDomain ? &*h.frequencyDomain : nullptr)}};
+  if (!h.note.empty()) summary["hrvNote"] = h.note;
+  summary["warnings"] = f.warnings;
 
   Json codes = {{"error", Json::object()}, {"windowQuality", Json::object()}};
-  for (const int32_t c : {0, 1, 2, 3, 4, 5, 6, 7, 8}) codes["error"][std::to_string(c)] = error_meaning(c);
+  for (const int32_t c : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}) codes["error"][std::to_string(c)] = error_meaning(c);
   for (const int32_t c : {0, 3, 5, 6, -1}) codes["windowQuality"][std::to_string(c)] = window_quality_meaning(c);
 
   return {{"file", f.recording.source},
@@ -144,8 +135,9 @@ nlohmann::ordered_json to_json(const FileAnalysis& f) {
           {"signal", f.recording.signalName},
           {"units", f.recording.units},
           {"samplingRateHz", f.recording.fsHz},
-          {"samples", f.recording.samples.size()},
+          {"samples", f.recording.sampleCount},
           {"durationSeconds", f.recording.durationSeconds()},
+          {"startTime", f.recording.startTime.empty() ? Json(nullptr) : Json(f.recording.startTime)},
           {"analysisRateHz", kAnalysisRateHz},
           {"mode", mode_name(f.options.mode)},
           {"startSeconds", f.options.startSeconds},
@@ -153,58 +145,61 @@ nlohmann::ordered_json to_json(const FileAnalysis& f) {
           {"fullScale", f.fullScale},
           {"fullScaleSource", f.fullScaleSource},
           {"summary", std::move(summary)},
-          {"beats", {{"normal", beats_json(f, false)}, {"extraSystoles", beats_json(f, true)}}},
+          {"fiveMinuteSegments", segments_json(f)},
+          {"beats", {{"normal", beats_json(f.normal)}, {"extraSystoles", beats_json(f.extraSystoles)}}},
           {"qualityWindows", std::move(windows)},
-          {"stretches", std::move(stretches)},
+          {"nanGaps", std::move(gaps)},
+          {"stretches", stretches_json(f)},
           {"notes",
-           {{"stretches", "a recording longer than one library call allows is analysed in overlapping stretches; "
-                          "each stretch's rpeaks/extraSystoles are 0-based 200 Hz indices within that stretch, "
-                          "padded with -1, exactly as returned"},
+           {{"stretches", "a recording longer than one library call allows is analysed in overlapping stretches of "
+                          "at most 119,936 samples at 200 Hz; each gives its own error code, heart rates and "
+                          "quality codes"},
             {"beats", "merged beats of all stretches: samples200Hz index the whole recording resampled to 200 Hz, "
-                      "fileSamples the file's own samples, seconds from the start of the file"}}},
+                      "fileSamples the file's own samples, seconds from the start of the file"},
+            {"fiveMinuteSegments", "consecutive 300 s segments from the start second: mean heart rate (60 / mean "
+                                   "NN interval), SDNN and RMSSD (s) of the NN intervals ending in each, and its beats"}}},
           {"codes", std::move(codes)}};
 }
 
-std::string human_summary(const FileAnalysis& f) {
-  const WholeSummary& s = f.summary;
+std::string human_summary(const RecordingAnalysis& f) {
   std::ostringstream out;
   out << f.recording.source << " (" << f.recording.format << ", signal " << f.recording.signalName << ", "
       << fixed(f.recording.fsHz, 1) << " Hz, " << fixed(f.recording.durationSeconds(), 1) << " s";
   if (f.options.startSeconds > 0) out << ", analysed from " << f.options.startSeconds << " s";
   out << ")\n";
-  if (f.beats().stretches.size() > 1 || (f.hrv && f.hrv->stretches.size() > 1)) {
-    out << "  analysed in overlapping stretches (" << (f.qrs ? std::to_string(f.qrs->stretches.size()) + " for beats" : "")
-        << (f.qrs && f.hrv ? ", " : "") << (f.hrv ? std::to_string(f.hrv->stretches.size()) + " for HRV" : "")
-        << "); whole-recording values are length-weighted means of the stretches\n";
+  if (f.stretches.size() > 1) {
+    out << "  analysed in " << f.stretches.size()
+        << " overlapping stretches; rates and HRV are those of the whole recording's merged beats\n";
   }
-  out << "  heart rate:  " << (s.hr ? fixed(*s.hr, 0) + " bpm (median RR)" : std::string("n/a")) << ", "
-      << (s.hrMean ? fixed(*s.hrMean, 0) + " bpm (mean RR)" : std::string("n/a")) << "\n";
-  out << "  beats:       " << s.normalBeats + s.extraSystoles << " (" << s.normalBeats << " normal, "
-      << s.extraSystoles << " extra systoles)\n";
-  out << "  quality:     " << s.goodWindows << " of " << s.windows << " windows of " << f.options.windowSeconds
-      << " s good";
+  const auto opt = [](const std::optional<double>& v, const char* what) {
+    return v ? fixed(*v, 0) + " bpm (" + what + ")" : std::string("n/a");
+  };
+  out << "  heart rate:  " << opt(f.hrBpm, "median RR") << ", " << opt(f.hrMeanBpm, "mean RR") << "\n";
+  const std::size_t normal = f.normal.samples200Hz.size(), extra = f.extraSystoles.samples200Hz.size();
+  out << "  beats:       " << normal + extra << " (" << normal << " normal, " << extra << " extra systoles)\n";
+  out << "  quality:     " << f.good_windows() << " of " << f.windows.size() << " windows of "
+      << f.options.windowSeconds << " s good";
   std::map<int32_t, std::size_t> errors;
-  for (const StretchResult& st : f.beats().stretches) errors[st.beats().error] += 1;
+  for (const StretchResult& st : f.stretches) errors[st.error] += 1;
   for (const auto& [code, count] : errors) {
     if (code == kAnalysisOk) continue;
     out << "; error " << code << " (" << error_meaning(code) << ")";
-    if (f.beats().stretches.size() > 1) out << " in " << count << " of " << f.beats().stretches.size() << " stretches";
+    if (f.stretches.size() > 1) out << " in " << count << " of " << f.stretches.size() << " stretches";
   }
   out << "\n";
-  if (s.timeDomain) {
-    const auto& t = *s.timeDomain;
-    out << "  HRV (time):  AVNN " << fixed(t[1] * 1000, 1) << " ms, SDNN " << fixed(t[2] * 1000, 1) << " ms, SDANN "
-        << fixed(t[3] * 1000, 1) << " ms, SDNNIDX " << fixed(t[4] * 1000, 1) << " ms, RMSSD " << fixed(t[5] * 1000, 1)
-        << " ms, pNN50 " << fixed(t[6] * 100, 1) << " %, NN/RR " << fixed(t[0], 3) << "\n";
+  if (const auto& t = f.hrv.timeDomain) {
+    out << "  HRV (time):  AVNN " << fixed((*t)[1] * 1000, 1) << " ms, SDNN " << fixed((*t)[2] * 1000, 1)
+        << " ms, SDANN " << fixed((*t)[3] * 1000, 1) << " ms, SDNNIDX " << fixed((*t)[4] * 1000, 1) << " ms, RMSSD "
+        << fixed((*t)[5] * 1000, 1) << " ms, pNN50 " << fixed((*t)[6] * 100, 1) << " %, NN/RR " << fixed((*t)[0], 3)
+        << "\n";
   }
-  if (s.frequencyDomain) {
-    const auto& p = *s.frequencyDomain;
-    out << "  HRV (freq):  total " << fixed(p[0] * 1e6, 0) << " ms², ULF " << fixed(p[1] * 1e6, 0) << " ms², VLF "
-        << fixed(p[2] * 1e6, 0) << " ms², LF " << fixed(p[3] * 1e6, 0) << " ms², HF " << fixed(p[4] * 1e6, 0)
-        << " ms², LF/HF " << fixed(p[5], 2) << "\n";
+  if (const auto& p = f.hrv.frequencyDomain) {
+    out << "  HRV (freq):  total " << fixed((*p)[0] * 1e6, 0) << " ms², ULF " << fixed((*p)[1] * 1e6, 0)
+        << " ms², VLF " << fixed((*p)[2] * 1e6, 0) << " ms², LF " << fixed((*p)[3] * 1e6, 0) << " ms², HF "
+        << fixed((*p)[4] * 1e6, 0) << " ms², LF/HF " << fixed((*p)[5], 2) << "\n";
   }
-  if (!s.hrvNote.empty()) out << "  HRV:         " << s.hrvNote << "\n";
-  for (const std::string& w : s.warnings) out << "  warning:     " << w << "\n";
+  if (!f.hrv.note.empty()) out << "  HRV:         " << f.hrv.note << "\n";
+  for (const std::string& w : f.warnings) out << "  warning:     " << w << "\n";
   return out.str();
 }
 
@@ -213,20 +208,21 @@ std::string summary_csv_header() {
          "sdnn_s,rmssd_s,lf_hf,message\n";
 }
 
-std::string summary_csv_line(const std::string& file, const FileAnalysis* f, const std::string& failure) {
+std::string summary_csv_line(const std::string& file, const RecordingAnalysis* f, const std::string& failure) {
   std::ostringstream out;
   out << csv_quote(file) << ',';
   if (f == nullptr) {
     out << "failed,,,,,,,,,,,," << csv_quote(failure) << '\n';
     return out.str();
   }
-  const WholeSummary& s = f->summary;
   auto opt = [](const std::optional<double>& v, int d) { return v ? fixed(*v, d) : std::string(); };
-  out << "ok," << fixed(f->recording.durationSeconds(), 2) << ',' << f->beats().stretches.size() << ','
-      << opt(s.hr, 0) << ',' << opt(s.hrMean, 0) << ',' << s.normalBeats << ',' << s.extraSystoles << ','
-      << s.goodWindows << ',' << s.windows << ','
-      << (s.timeDomain ? fixed((*s.timeDomain)[2], 5) : "") << ',' << (s.timeDomain ? fixed((*s.timeDomain)[5], 5) : "")
-      << ',' << (s.frequencyDomain ? fixed((*s.frequencyDomain)[5], 3) : "") << ',' << csv_quote(s.hrvNote) << '\n';
+  const auto& t = f->hrv.timeDomain;
+  const auto& p = f->hrv.frequencyDomain;
+  out << "ok," << fixed(f->recording.durationSeconds(), 2) << ',' << f->stretches.size() << ',' << opt(f->hrBpm, 0)
+      << ',' << opt(f->hrMeanBpm, 0) << ',' << f->normal.samples200Hz.size() << ','
+      << f->extraSystoles.samples200Hz.size() << ',' << f->good_windows() << ',' << f->windows.size() << ','
+      << (t ? fixed((*t)[2], 5) : "") << ',' << (t ? fixed((*t)[5], 5) : "") << ',' << (p ? fixed((*p)[5], 3) : "")
+      << ',' << csv_quote(f->hrv.note) << '\n';
   return out.str();
 }
 

@@ -10,18 +10,20 @@
 #include <string>
 #include <string_view>
 
-#include "file_analysis.hpp"
+#include "analyse_recording.hpp"
 
 namespace zyn::cli {
 
-nlohmann::ordered_json to_json(const FileAnalysis& f);
+using namespace ::zyn::recording;
+
+nlohmann::ordered_json to_json(const RecordingAnalysis& f);
 
 // A few lines for a person: rates, beats, quality, HRV statistics with units.
-std::string human_summary(const FileAnalysis& f);
+std::string human_summary(const RecordingAnalysis& f);
 
 // One CSV line per file; failed files carry their error message.
 std::string summary_csv_header();
-std::string summary_csv_line(const std::string& file, const FileAnalysis* f, const std::string& failure);
+std::string summary_csv_line(const std::string& file, const RecordingAnalysis* f, const std::string& failure);
 
 // Writes content to path.tmp-<pid> in the same folder, then renames it over
 // path. Creates missing parent folders. Throws std::runtime_error naming the

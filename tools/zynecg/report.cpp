@@ -56,7 +56,7 @@ const char* quality_colour(int32_t code) {
 }
 
 // One 10-second strip: quality band on top, the ECG trace, beat markers.
-std::string ecg_strip(const FileAnalysis& f, int64_t first, int64_t count) {
+std::string ecg_strip(const RecordingAnalysis& f, int64_t first, int64_t count) {
   const std::span<const double> x(f.ecg200.data() + first, static_cast<std::size_t>(count));
   std::vector<double> sorted(x.begin(), x.end());
   std::nth_element(sorted.begin(), sorted.begin() + static_cast<long>(sorted.size() / 2), sorted.end());
@@ -75,7 +75,7 @@ std::string ecg_strip(const FileAnalysis& f, int64_t first, int64_t count) {
       << "\" x2=\"" << i * 20 << "\" y2=\"" << num(kStripHeightPx, 0) << "\"/>";
   for (double y = midY; y > kBandHeightPx; y -= 25) s << "<line class=\"g1\" x1=\"0\" y1=\"" << num(y) << "\" x2=\"1000\" y2=\"" << num(y) << "\"/>";
   for (double y = midY + 25; y < kStripHeightPx; y += 25) s << "<line class=\"g1\" x1=\"0\" y1=\"" << num(y) << "\" x2=\"1000\" y2=\"" << num(y) << "\"/>";
-  for (const QualityWindow& w : f.beats().windows) {
+  for (const QualityWindow& w : f.windows) {
     const int64_t from = std::max(w.first, first), to = std::min(w.first + w.count, first + count);
     if (from >= to) continue;
     s << "<rect x=\"" << num(static_cast<double>(from - first) * pxPerSample) << "\" y=\"0\" width=\""
@@ -86,7 +86,7 @@ std::string ecg_strip(const FileAnalysis& f, int64_t first, int64_t count) {
   s << "<polyline class=\"ecg\" points=\"";
   for (std::size_t i = 0; i < x.size(); ++i) s << num(static_cast<double>(i) * pxPerSample) << ',' << num(yOf(x[i])) << ' ';
   s << "\"/>";
-  for (const Beat& b : f.beats().beats) {
+  for (const Beat& b : f.beats) {
     if (b.sample < first || b.sample >= first + count) continue;
     const double bx = static_cast<double>(b.sample - first) * pxPerSample;
     const double by = std::max(kBandHeightPx + 12.0, yOf(x[static_cast<std::size_t>(b.sample - first)]) - 8.0);
@@ -141,8 +141,8 @@ std::string axes_frame(const Axes& a, const std::string& xLabel, const std::stri
   return s.str();
 }
 
-std::string tachogram(const FileAnalysis& f) {
-  const auto& beats = f.beats().beats;
+std::string tachogram(const RecordingAnalysis& f) {
+  const auto& beats = f.beats;
   if (beats.size() < 3) return "<p>Too few beats for a tachogram.</p>";
   // NN intervals are drawn as a line that breaks wherever an interval next
   // to an extra systole (drawn as a dot) interrupts the NN series.
@@ -175,8 +175,8 @@ std::string tachogram(const FileAnalysis& f) {
   return s.str();
 }
 
-std::string spectrum(const FileAnalysis& f) {
-  const auto& beats = f.beats().beats;
+std::string spectrum(const RecordingAnalysis& f) {
+  const auto& beats = f.beats;
   std::vector<double> times, nn;
   for (std::size_t i = 1; i < beats.size(); ++i) {
     if (beats[i].extra || beats[i - 1].extra) continue;
@@ -213,19 +213,20 @@ std::string row(const std::string& name, const std::string& value, const std::st
   return "<tr><th>" + name + "</th><td>" + value + "</td><td>" + unit + "</td><td>" + meaning + "</td></tr>";
 }
 
-std::string statistics_table(const FileAnalysis& f) {
-  const WholeSummary& s = f.summary;
+std::string statistics_table(const RecordingAnalysis& f) {
+  const auto& s = f;
+  const std::size_t normalBeats = f.normal.samples200Hz.size(), extraSystoles = f.extraSystoles.samples200Hz.size();
   std::ostringstream t;
   t << "<table class=\"stats\"><tr><th>statistic</th><th>value</th><th>unit</th><th>meaning</th></tr>";
   auto opt = [](const std::optional<double>& v, int d) { return v ? num(*v, d) : std::string("n/a"); };
-  t << row("heart rate", opt(s.hr, 0), "bpm", "from the median RR interval")
-    << row("heart rate (mean)", opt(s.hrMean, 0), "bpm", "from the trimmed mean of all RR intervals")
-    << row("beats", std::to_string(s.normalBeats + s.extraSystoles), "", std::to_string(s.normalBeats) + " normal, " +
-                                                                          std::to_string(s.extraSystoles) + " extra systoles")
-    << row("good quality windows", std::to_string(s.goodWindows) + " / " + std::to_string(s.windows), "",
+  t << row("heart rate", opt(s.hrBpm, 0), "bpm", "from the median RR interval")
+    << row("heart rate (mean)", opt(s.hrMeanBpm, 0), "bpm", "from the trimmed mean of all RR intervals")
+    << row("beats", std::to_string(normalBeats + extraSystoles), "", std::to_string(normalBeats) + " normal, " +
+                                                                        std::to_string(extraSystoles) + " extra systoles")
+    << row("good quality windows", std::to_string(f.good_windows()) + " / " + std::to_string(f.windows.size()), "",
            num(f.options.windowSeconds, 0) + "-second windows");
-  if (s.timeDomain) {
-    const auto& v = *s.timeDomain;
+  if (s.hrv.timeDomain) {
+    const auto& v = *s.hrv.timeDomain;
     t << row("NN/RR", num(v[0], 3), "fraction", "share of RR intervals that are NN intervals")
       << row("AVNN", num(v[1] * 1000, 1), "ms", "mean NN interval")
       << row("SDNN", num(v[2] * 1000, 1), "ms", "standard deviation of NN intervals")
@@ -234,24 +235,23 @@ std::string statistics_table(const FileAnalysis& f) {
       << row("RMSSD", num(v[5] * 1000, 1), "ms", "root mean square of successive NN differences")
       << row("pNN50", num(v[6] * 100, 1), "%", "successive NN differences above 50 ms");
   }
-  if (s.frequencyDomain) {
-    const auto& v = *s.frequencyDomain;
+  if (s.hrv.frequencyDomain) {
+    const auto& v = *s.hrv.frequencyDomain;
     t << row("total power", num(v[0] * 1e6, 0), "ms²", "up to 0.4 Hz") << row("ULF", num(v[1] * 1e6, 0), "ms²", "below 0.0033 Hz")
       << row("VLF", num(v[2] * 1e6, 0), "ms²", "0.0033 to 0.04 Hz") << row("LF", num(v[3] * 1e6, 0), "ms²", "0.04 to 0.15 Hz")
       << row("HF", num(v[4] * 1e6, 0), "ms²", "0.15 to 0.4 Hz") << row("LF/HF", num(v[5], 2), "", "ratio of LF to HF power");
   }
-  t << "</table><p class=\"legend\">Rates and beats: " << escape(s.method) << ".";
-  if (!s.hrvMethod.empty()) t << " HRV statistics: " << escape(s.hrvMethod) << ".";
-  if (!s.hrvNote.empty()) t << " HRV: " << escape(s.hrvNote) << ".";
+  t << "</table><p class=\"legend\">Rates and HRV: those of the whole recording's merged beats.";
+  if (!s.hrv.note.empty()) t << " HRV: " << escape(s.hrv.note) << ".";
   t << "</p>";
   return t.str();
 }
 
-std::string quality_overview(const FileAnalysis& f) {
+std::string quality_overview(const RecordingAnalysis& f) {
   const double total = static_cast<double>(f.ecg200.size());
   std::ostringstream s;
   s << "<svg class=\"overview\" viewBox=\"0 0 1000 24\" width=\"1000\" height=\"24\">";
-  for (const QualityWindow& w : f.beats().windows) {
+  for (const QualityWindow& w : f.windows) {
     s << "<rect x=\"" << num(static_cast<double>(w.first) / total * 1000) << "\" y=\"0\" width=\""
       << num(static_cast<double>(w.count) / total * 1000) << "\" height=\"24\" fill=\"" << quality_colour(w.code)
       << "\"><title>" << clock(f.seconds(w.first)) << ": " << window_quality_meaning(w.code) << "</title></rect>";
@@ -263,7 +263,7 @@ std::string quality_overview(const FileAnalysis& f) {
   return s.str();
 }
 
-std::string strips(const FileAnalysis& f) {
+std::string strips(const RecordingAnalysis& f) {
   const auto perStrip = static_cast<int64_t>(kStripSeconds * kAnalysisRateHz);
   const auto total = static_cast<int64_t>(f.ecg200.size());
   const int64_t shown = static_cast<int64_t>(kStripsShownSeconds * kAnalysisRateHz);
@@ -341,7 +341,7 @@ std::vector<SpectrumPoint> lomb_periodogram(const std::vector<double>& times, co
   return out;
 }
 
-std::string html_report(const FileAnalysis& f) {
+std::string html_report(const RecordingAnalysis& f) {
   std::ostringstream h;
   h << "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>ECG report: "
     << escape(f.recording.source) << "</title><style>" << kStyle << "</style></head><body>\n";
@@ -350,8 +350,7 @@ std::string html_report(const FileAnalysis& f) {
     << num(f.recording.fsHz, 1) << " Hz, " << num(f.recording.durationSeconds(), 1) << " s";
   if (f.options.startSeconds > 0) h << ", analysed from " << f.options.startSeconds << " s";
   h << "; analysed at 200 Hz";
-  if (f.qrs) h << ", beats in " << f.qrs->stretches.size() << " stretch" << (f.qrs->stretches.size() == 1 ? "" : "es");
-  if (f.hrv) h << ", HRV in " << f.hrv->stretches.size() << " stretch" << (f.hrv->stretches.size() == 1 ? "" : "es");
+  h << ", beats in " << f.stretches.size() << " stretch" << (f.stretches.size() == 1 ? "" : "es");
   h << "; full scale " << num(f.fullScale, 2) << " " << escape(f.recording.units) << " (" << f.fullScaleSource << ").</p>\n";
   h << "<h2>Statistics</h2>" << statistics_table(f) << "\n";
   h << "<h2>Signal quality per window</h2>" << quality_overview(f) << "\n";

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "file_analysis.hpp"
+#include "output.hpp"
 
 namespace zyn::cli {
 
@@ -28,6 +28,6 @@ struct SpectrumPoint {
 std::vector<SpectrumPoint> lomb_periodogram(const std::vector<double>& times, const std::vector<double>& values,
                                             double fminHz, double fmaxHz, std::size_t count);
 
-std::string html_report(const FileAnalysis& f);
+std::string html_report(const RecordingAnalysis& f);
 
 }  // namespace zyn::cli

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests and the tools need, when missing.
+# Installs the Debian packages the build, the tests and the tools need, when missing
+# (Maven fetches the Java build plugins and JUnit 5 from Maven Central on first use).
 # Safe to run again: it only asks apt for what dpkg does not already have.
 set -euo pipefail
 
 packages=(
   g++ cmake make pkg-config
   googletest libgtest-dev libgmock-dev libbenchmark-dev
-  openjdk-17-jdk-headless junit5
+  openjdk-17-jdk-headless maven
   libsamplerate0-dev libedf-dev nlohmann-json3-dev libcli11-dev
 )
 # Optional extras: clang for the libFuzzer targets, Chromium for the test that

@@ -59,7 +59,24 @@ ZYN_API int32_T calcRR(const int32_T *peaks, int32_T nRR, int32_T fs, char *flag
 
 /* Drivers and time-domain statistics ----------------------------------------- */
 
-/* HRV of normal beats and extra systoles: timeResults[7] = nn_rr, avnn, sdnn, sdann, sdnnidx, rmssd, pnn50 over the first nRR intervals; freqResults[6] = tot_pwr, ulf_pwr, vlf_pwr, lf_pwr, hf_pwr, lf_hf when more than 4 NN intervals remain (else untouched); *status 0, or 4 when no spectrum could be integrated. */
+/* HRV of normal beats and extra systoles.
+ *   normalPeaks  R peaks of the normal beats, 1-based sample positions at fs Hz, ascending
+ *                (an n x 1 or 1 x n array; every element is used).
+ *   extraPeaks   R peaks of the extra systoles, same units (may be empty).
+ *   nRR          the count: how many RR intervals of the merged, labelled beat series to
+ *                analyse, normally the number of normal beats minus one (as the Java entries
+ *                pass it). The series of N merged beats has N - 1 intervals; only the first
+ *                nRR of them enter the time-domain statistics (larger counts are clamped to
+ *                N - 1, negative ones mean none), so with E extra systoles the last E
+ *                intervals are left out. The spectrum always uses the whole NN series.
+ *   fs           sampling rate of the positions in Hz (200 for the ECG entries).
+ *   timeResults  7 doubles, written: nn_rr, avnn, sdnn, sdann, sdnnidx, rmssd, pnn50 (s or
+ *                fractions).
+ *   freqResults  6 doubles: tot_pwr, ulf_pwr, vlf_pwr, lf_pwr, hf_pwr (s^2), lf_hf; written
+ *                only when more than 4 NN intervals remain, else left as the caller set them.
+ *   status       0, or 4 when no spectrum could be integrated; may be NULL.
+ * Nothing is done when timeResults or freqResults is NULL. The series are released
+ * before returning. */
 ZYN_API void calcHrvExtra(const emxArray_int32_T *normalPeaks, const emxArray_int32_T *extraPeaks,
                           int32_T nRR, int32_T fs, real_T *timeResults, real_T *freqResults,
                           int32_T *status);

@@ -2,6 +2,7 @@
 #ifndef ZYNECGSOLVER_ZYNECGSOLVER_H
 #define ZYNECGSOLVER_ZYNECGSOLVER_H
 
+#include "zynecgsolver/version.h"
 #include "zynecgsolver/types.h"
 #include "zynecgsolver/emxarray.h"
 #include "zynecgsolver/rt_nonfinite.h"

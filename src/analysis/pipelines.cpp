@@ -6,6 +6,7 @@
 #include "analysis/pipelines.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "beats/detect_waves.hpp"
@@ -57,6 +58,7 @@ int32_t default_beat_array_length(const EntryLimits& limits, int32_t fs) {
 }
 
 // Validates the request in the documented order; returns the error code or 0.
+// Samples before startSeconds are not analysed and may hold anything.
 int32_t validate(const AnalysisRequest& r, const EntryLimits& limits) {
   if (!r.ecg) return kNoRecording;
   if (r.fs == 0) return kBadLengthOrRate;
@@ -67,6 +69,13 @@ int32_t validate(const AnalysisRequest& r, const EntryLimits& limits) {
   if (!(r.fullScale > 0.0)) return kBadStartOrFullScale;
   if (n < limits.minSamples || n > limits.maxSamples) return kBadLengthOrRate;
   if (r.fs != kRequiredRateHz) return kBadLengthOrRate;
+  // Detection reads a NaN as the end of the signal and silently drops every
+  // beat after it; a stretch holding one is refused instead. Infinite samples
+  // are left to the saturation rating.
+  const auto stretch = r.ecg->subspan(static_cast<std::size_t>(r.startSeconds) * kRequiredRateHz);
+  if (std::any_of(stretch.begin(), stretch.end(), [](double v) { return std::isnan(v); })) {
+    return kNotANumber;
+  }
   return kAnalysisOk;
 }
 

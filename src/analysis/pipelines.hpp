@@ -30,6 +30,7 @@ enum AnalysisError : int32_t {
   kIrregular = 6,
   kBadStartOrFullScale = 7,
   kTooFewBeatsForHrv = 8,
+  kNotANumber = 9,  // the analysed stretch holds a NaN sample
 };
 
 // What is common to both analyses.

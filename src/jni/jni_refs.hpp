@@ -1,5 +1,7 @@
 // RAII guards for JNI local references, so that every path out of a native
-// method releases what it made, and a check for pending Java exceptions.
+// method releases what it made, and the handling of pending Java exceptions:
+// failures that the boundary reports by a message are cleared, failures of
+// the virtual machine itself (out of memory) are left to reach the caller.
 #pragma once
 
 #include <jni.h>
@@ -17,6 +19,14 @@ class LocalRef {
   LocalRef(const LocalRef&) = delete;
   LocalRef& operator=(const LocalRef&) = delete;
   LocalRef(LocalRef&& other) noexcept : env_(other.env_), ref_(std::exchange(other.ref_, nullptr)) {}
+  LocalRef& operator=(LocalRef&& other) noexcept {
+    if (this != &other) {
+      if (ref_ != nullptr) env_->DeleteLocalRef(ref_);
+      env_ = other.env_;
+      ref_ = std::exchange(other.ref_, nullptr);
+    }
+    return *this;
+  }
   ~LocalRef() {
     if (ref_ != nullptr) env_->DeleteLocalRef(ref_);
   }
@@ -39,11 +49,18 @@ inline void print_line(const char* message) {
 
 inline bool exception_pending(JNIEnv* env) { return env->ExceptionCheck() == JNI_TRUE; }
 
-// A class lookup that may fail without leaving an exception pending, for the
-// lookups whose failure is reported by a printed message and a null result.
+// Clears the pending exception, unless it is or was caused by a failure of
+// the virtual machine (an OutOfMemoryError, also when a library wrapped it
+// in an exception of its own): that error is thrown again, as itself, so that
+// the caller sees it. Returns true when nothing is left pending.
+bool clear_unless_vm_error(JNIEnv* env);
+
+// A class lookup whose failure is reported by a printed message and a null
+// result: a missing class leaves nothing pending, running out of memory
+// leaves the OutOfMemoryError pending.
 inline LocalRef<jclass> find_class_quietly(JNIEnv* env, const char* name) {
   jclass c = env->FindClass(name);
-  if (c == nullptr) env->ExceptionClear();
+  if (c == nullptr) clear_unless_vm_error(env);
   return {env, c};
 }
 

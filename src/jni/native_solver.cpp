@@ -19,11 +19,16 @@
 #include "com_zyn_zynsolver_NativeZYNecgSolver.h"
 #include "jni/jni_refs.hpp"
 #include "jni/sealing.hpp"
+#include "zynecgsolver/version.h"
 
 namespace zyn::jni {
 namespace {
 
-constexpr const char* kVersion = "1.5.4";
+// The limits the Java class publishes are the ones the analyses apply.
+static_assert(com_zyn_zynsolver_NativeZYNecgSolver_QRS_MIN_SAMPLES == kQrsMinSamples);
+static_assert(com_zyn_zynsolver_NativeZYNecgSolver_QRS_MAX_SAMPLES == kQrsMaxSamples);
+static_assert(com_zyn_zynsolver_NativeZYNecgSolver_HRV_MIN_SAMPLES == kHrvMinSamples);
+static_assert(com_zyn_zynsolver_NativeZYNecgSolver_HRV_MAX_SAMPLES == kHrvMaxSamples);
 
 // How one results class is filled.
 struct ResultsShape {
@@ -62,7 +67,7 @@ struct ResultsObject {
 std::optional<ResultsObject> make_results_object(JNIEnv* env, const ResultsShape& shape) {
   auto cls = find_class_quietly(env, shape.className);
   if (!cls) {
-    print_line(shape.missingClassMessage);
+    if (!exception_pending(env)) print_line(shape.missingClassMessage);
     return std::nullopt;
   }
   jmethodID constructor = env->GetMethodID(cls.get(), "<init>", "()V");
@@ -163,10 +168,11 @@ jobject run_sealed_analysis(JNIEnv* env, const ResultsShape& shape, jdoubleArray
   return seal(env, *sealer, results->object.get());
 }
 
-void throw_out_of_memory(JNIEnv* env) {
+// Throws a new exception of the class unless one is already pending.
+void throw_new(JNIEnv* env, const char* className, const char* message) {
   if (exception_pending(env)) return;
-  jclass oom = env->FindClass("java/lang/OutOfMemoryError");
-  if (oom != nullptr) env->ThrowNew(oom, "native ECG analysis could not allocate memory");
+  LocalRef<jclass> cls(env, env->FindClass(className));
+  if (cls) env->ThrowNew(cls.get(), message);
 }
 
 template <class Body>
@@ -174,12 +180,9 @@ jobject guarded_call(JNIEnv* env, Body body) noexcept {
   try {
     return body();
   } catch (const std::bad_alloc&) {
-    throw_out_of_memory(env);
+    throw_new(env, "java/lang/OutOfMemoryError", "native ECG analysis could not allocate memory");
   } catch (...) {
-    if (!exception_pending(env)) {
-      jclass err = env->FindClass("java/lang/IllegalStateException");
-      if (err != nullptr) env->ThrowNew(err, "native ECG analysis failed");
-    }
+    throw_new(env, "java/lang/IllegalStateException", "native ECG analysis failed");
   }
   return nullptr;
 }
@@ -210,7 +213,7 @@ JNIEXPORT jobject JNICALL Java_com_zyn_zynsolver_NativeZYNecgSolver_runHRV(
 }
 
 JNIEXPORT jstring JNICALL Java_com_zyn_zynsolver_NativeZYNecgSolver_getVersion(JNIEnv* env, jobject) {
-  return env->NewStringUTF(zyn::jni::kVersion);
+  return env->NewStringUTF(zyn_version());
 }
 
 }  // extern "C"

@@ -1,34 +1,65 @@
-// Whole-recording results laid out flat and copied into a Java
-// RecordingResult. See recording_results.hpp.
+// Whole-recording results copied into a Java RecordingResult. See
+// recording_results.hpp.
 #include "recording_results.hpp"
 
-#include <cmath>
+#include <array>
+#include <cstdint>
 #include <limits>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "jni_refs.hpp"
 
 namespace zyn::jni {
 namespace {
 
+using recording::RecordingAnalysis;
+
 constexpr double kAbsent = std::numeric_limits<double>::quiet_NaN();
 constexpr const char* kResultClass = "com/zyn/zynsolver/recording/RecordingResult";
 constexpr const char* kConstructor =
-    "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;DJDLjava/lang/String;DD"
-    "[J[Z[J[D[D[I[J[D[I[D[D[Ljava/lang/String;Ljava/lang/String;)V";
+    "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;DJDLjava/lang/String;IDD"
+    "[J[J[D[J[J[D[D[I[J[D[II[D[D[Ljava/lang/String;Ljava/lang/String;)V";
 
-void add_stretches(FlatRecordingResult& flat, const cli::FileAnalysis& f, const cli::WholeAnalysis& run, bool hrv) {
-  for (const cli::StretchResult& s : run.stretches) {
-    flat.stretchSamples200Hz.push_back(s.plan.first + f.startSample200);
-    flat.stretchSamples200Hz.push_back(s.plan.count);
-    flat.stretchSeconds.push_back(f.seconds(s.plan.first));
-    flat.stretchSeconds.push_back(f.seconds(s.plan.first + s.plan.count));
-    flat.stretchErrors.push_back(!hrv && s.qrs ? s.qrs->error : -1);
-    flat.stretchErrors.push_back(hrv && s.hrv ? s.hrv->error : -1);
+// The flat arrays of the constructor that are not plain fields.
+struct FlatTables {
+  std::vector<double> windowSeconds;        // (start, end) per window
+  std::vector<int32_t> windowCodes;
+  std::vector<int64_t> stretchSamples200Hz; // (first, count) per stretch, whole 200 Hz recording
+  std::vector<double> stretchValues;        // (start s, end s, hr, hr mean) per stretch
+  std::vector<int32_t> stretchErrors;
+  std::optional<std::vector<double>> hrv;   // 13 statistics, band powers NaN when absent
+  std::vector<double> segmentTable;         // 8 values per 5-minute segment
+};
+
+FlatTables flat_tables(const RecordingAnalysis& a) {
+  FlatTables t;
+  for (const recording::QualityWindow& w : a.windows) {
+    t.windowSeconds.insert(t.windowSeconds.end(), {w.startSeconds, w.endSeconds});
+    t.windowCodes.push_back(w.code);
   }
+  for (const recording::StretchResult& s : a.stretches) {
+    t.stretchSamples200Hz.insert(t.stretchSamples200Hz.end(), {s.plan.first + a.startSample200, s.plan.count});
+    t.stretchValues.insert(t.stretchValues.end(), {s.startSeconds, s.endSeconds, s.hrBpm, s.hrMeanBpm});
+    t.stretchErrors.push_back(s.error);
+  }
+  if (a.hrv.timeDomain) {
+    std::vector<double> values(a.hrv.timeDomain->begin(), a.hrv.timeDomain->end());
+    for (std::size_t i = 0; i < 6; ++i) values.push_back(a.hrv.frequencyDomain ? (*a.hrv.frequencyDomain)[i] : kAbsent);
+    t.hrv = std::move(values);
+  }
+  for (const recording::SegmentRow& r : a.segments) {
+    t.segmentTable.insert(t.segmentTable.end(),
+                          {r.startSeconds, r.endSeconds, r.meanHrBpm.value_or(kAbsent), r.sdnnSeconds.value_or(kAbsent),
+                           r.rmssdSeconds.value_or(kAbsent), static_cast<double>(r.nnIntervals),
+                           static_cast<double>(r.normalBeats), static_cast<double>(r.extraSystoles)});
+  }
+  return t;
 }
 
-// Java arrays from C++ vectors; each returns null with an exception pending
-// when the JVM has no memory for it.
+// Java arrays from C++ vectors; each is null with an OutOfMemoryError
+// pending when the JVM has no room for it.
 LocalRef<jlongArray> java_longs(JNIEnv* env, const std::vector<int64_t>& v) {
   LocalRef<jlongArray> a(env, env->NewLongArray(static_cast<jsize>(v.size())));
   if (a) env->SetLongArrayRegion(a.get(), 0, static_cast<jsize>(v.size()), reinterpret_cast<const jlong*>(v.data()));
@@ -44,12 +75,6 @@ LocalRef<jdoubleArray> java_doubles(JNIEnv* env, const std::vector<double>& v) {
 LocalRef<jintArray> java_ints(JNIEnv* env, const std::vector<int32_t>& v) {
   LocalRef<jintArray> a(env, env->NewIntArray(static_cast<jsize>(v.size())));
   if (a) env->SetIntArrayRegion(a.get(), 0, static_cast<jsize>(v.size()), v.data());
-  return a;
-}
-
-LocalRef<jbooleanArray> java_booleans(JNIEnv* env, const std::vector<jboolean>& v) {
-  LocalRef<jbooleanArray> a(env, env->NewBooleanArray(static_cast<jsize>(v.size())));
-  if (a) env->SetBooleanArrayRegion(a.get(), 0, static_cast<jsize>(v.size()), v.data());
   return a;
 }
 
@@ -69,68 +94,38 @@ LocalRef<jobjectArray> java_strings(JNIEnv* env, const std::vector<std::string>&
 
 }  // namespace
 
-FlatRecordingResult flatten(const cli::FileAnalysis& f) {
-  FlatRecordingResult flat;
-  flat.source = f.recording.source;
-  flat.format = f.recording.format;
-  flat.signal = f.recording.signalName;
-  flat.units = f.recording.units;
-  flat.samplingRateHz = f.recording.fsHz;
-  flat.sampleCount = static_cast<int64_t>(f.recording.samples.size());
-  flat.fullScale = f.fullScale;
-  flat.fullScaleSource = f.fullScaleSource;
-  const cli::WholeSummary& s = f.summary;
-  flat.hr = s.hr.value_or(kAbsent);
-  flat.hrMean = s.hrMean.value_or(kAbsent);
-  for (const cli::Beat& b : f.beats().beats) {
-    flat.beatSamples200Hz.push_back(b.sample + f.startSample200);
-    flat.beatIsExtra.push_back(b.extra ? JNI_TRUE : JNI_FALSE);
-    flat.beatFileSamples.push_back(f.file_sample(b.sample));
-    flat.beatSeconds.push_back(f.seconds(b.sample));
-  }
-  for (const cli::QualityWindow& w : f.beats().windows) {
-    flat.windowSeconds.push_back(f.seconds(w.first));
-    flat.windowSeconds.push_back(f.seconds(w.first + w.count));
-    flat.windowCodes.push_back(w.code);
-  }
-  if (f.qrs) add_stretches(flat, f, *f.qrs, false);
-  if (f.hrv) add_stretches(flat, f, *f.hrv, true);
-  if (s.timeDomain) {
-    std::vector<double> values(s.timeDomain->begin(), s.timeDomain->end());
-    for (std::size_t i = 0; i < 6; ++i) values.push_back(s.frequencyDomain ? (*s.frequencyDomain)[i] : kAbsent);
-    flat.hrv = std::move(values);
-  }
-  flat.warnings = s.warnings;
-  flat.hrvNote = s.hrvNote;
-  return flat;
-}
-
-jobject to_java(JNIEnv* env, const FlatRecordingResult& flat) {
+jobject to_java(JNIEnv* env, const RecordingAnalysis& a) {
   LocalRef<jclass> cls(env, env->FindClass(kResultClass));
   if (!cls) return nullptr;
   const jmethodID constructor = env->GetMethodID(cls.get(), "<init>", kConstructor);
   if (constructor == nullptr) return nullptr;
-  LocalRef<jstring> source = java_string(env, flat.source), format = java_string(env, flat.format),
-                    signal = java_string(env, flat.signal), units = java_string(env, flat.units),
-                    fullScaleSource = java_string(env, flat.fullScaleSource), hrvNote = java_string(env, flat.hrvNote);
-  LocalRef<jlongArray> beat200 = java_longs(env, flat.beatSamples200Hz), beatFile = java_longs(env, flat.beatFileSamples),
-                       stretch200 = java_longs(env, flat.stretchSamples200Hz);
-  LocalRef<jbooleanArray> beatExtra = java_booleans(env, flat.beatIsExtra);
-  LocalRef<jdoubleArray> beatSeconds = java_doubles(env, flat.beatSeconds),
-                         windowSeconds = java_doubles(env, flat.windowSeconds),
-                         stretchSeconds = java_doubles(env, flat.stretchSeconds),
-                         segments = java_doubles(env, flat.segmentRows);
-  LocalRef<jdoubleArray> hrv = flat.hrv ? java_doubles(env, *flat.hrv) : LocalRef<jdoubleArray>(env, nullptr);
-  LocalRef<jintArray> windowCodes = java_ints(env, flat.windowCodes), stretchErrors = java_ints(env, flat.stretchErrors);
-  LocalRef<jobjectArray> warnings = java_strings(env, flat.warnings);
+  const FlatTables t = flat_tables(a);
+  const recording::RecordingInfo& r = a.recording;
+  LocalRef<jstring> source = java_string(env, r.source), format = java_string(env, r.format),
+                    signal = java_string(env, r.signalName), units = java_string(env, r.units),
+                    fullScaleSource = java_string(env, a.fullScaleSource), hrvNote = java_string(env, a.hrv.note);
+  LocalRef<jlongArray> normal200 = java_longs(env, a.normal.samples200Hz),
+                       normalFile = java_longs(env, a.normal.fileSamples),
+                       extra200 = java_longs(env, a.extraSystoles.samples200Hz),
+                       extraFile = java_longs(env, a.extraSystoles.fileSamples),
+                       stretch200 = java_longs(env, t.stretchSamples200Hz);
+  LocalRef<jdoubleArray> normalSeconds = java_doubles(env, a.normal.seconds),
+                         extraSeconds = java_doubles(env, a.extraSystoles.seconds),
+                         windowSeconds = java_doubles(env, t.windowSeconds),
+                         stretchValues = java_doubles(env, t.stretchValues),
+                         segments = java_doubles(env, t.segmentTable);
+  LocalRef<jdoubleArray> hrv = t.hrv ? java_doubles(env, *t.hrv) : LocalRef<jdoubleArray>(env, nullptr);
+  LocalRef<jintArray> windowCodes = java_ints(env, t.windowCodes), stretchErrors = java_ints(env, t.stretchErrors);
+  LocalRef<jobjectArray> warnings = java_strings(env, a.warnings);
   // Any allocation above that failed left an OutOfMemoryError pending.
   if (exception_pending(env)) return nullptr;
-  return env->NewObject(cls.get(), constructor, source.get(), format.get(), signal.get(), units.get(),
-                        flat.samplingRateHz, static_cast<jlong>(flat.sampleCount), flat.fullScale,
-                        fullScaleSource.get(), flat.hr, flat.hrMean, beat200.get(), beatExtra.get(), beatFile.get(),
-                        beatSeconds.get(), windowSeconds.get(), windowCodes.get(), stretch200.get(),
-                        stretchSeconds.get(), stretchErrors.get(), hrv.get(), segments.get(), warnings.get(),
-                        hrvNote.get());
+  return env->NewObject(cls.get(), constructor, source.get(), format.get(), signal.get(), units.get(), r.fsHz,
+                        static_cast<jlong>(r.sampleCount), a.fullScale, fullScaleSource.get(),
+                        static_cast<jint>(a.error), a.hrBpm.value_or(kAbsent), a.hrMeanBpm.value_or(kAbsent),
+                        normal200.get(), normalFile.get(), normalSeconds.get(), extra200.get(), extraFile.get(),
+                        extraSeconds.get(), windowSeconds.get(), windowCodes.get(), stretch200.get(),
+                        stretchValues.get(), stretchErrors.get(), static_cast<jint>(a.hrv.error), hrv.get(),
+                        segments.get(), warnings.get(), hrvNote.get());
 }
 
 }  // namespace zyn::jni

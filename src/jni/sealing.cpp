@@ -27,15 +27,35 @@ std::array<jbyte, kKeyBytes> build_key() {
 }
 
 struct MethodLookup {
-  jmethodID id;
+  jclass owner;
+  const char* name;
+  const char* signature;
+  bool isStatic;
   const char* failureMessage;
 };
 
-jmethodID lookup_method(JNIEnv* env, jclass c, const char* name, const char* sig, bool isStatic) {
-  if (c == nullptr) return nullptr;
-  jmethodID m = isStatic ? env->GetStaticMethodID(c, name, sig) : env->GetMethodID(c, name, sig);
-  if (m == nullptr) env->ExceptionClear();
-  return m;
+// Looks every method up in order; a missing one prints its message and is
+// left null (so that all messages are printed), running out of memory stops
+// at once with the error pending. False when any method is missing or on
+// a pending error.
+template <std::size_t N>
+bool lookup_methods(JNIEnv* env, const std::array<MethodLookup, N>& lookups,
+                    std::array<jmethodID, N>& ids) {
+  bool allFound = true;
+  for (std::size_t i = 0; i < N; ++i) {
+    const MethodLookup& l = lookups[i];
+    ids[i] = nullptr;
+    if (l.owner != nullptr) {
+      ids[i] = l.isStatic ? env->GetStaticMethodID(l.owner, l.name, l.signature)
+                          : env->GetMethodID(l.owner, l.name, l.signature);
+      if (ids[i] == nullptr && !clear_unless_vm_error(env)) return false;
+    }
+    if (ids[i] == nullptr) {
+      print_line(l.failureMessage);
+      allFound = false;
+    }
+  }
+  return allFound;
 }
 
 }  // namespace
@@ -47,9 +67,14 @@ std::optional<Sealer> prepare_sealer(JNIEnv* env, jstring algorithm) {
   env->SetByteArrayRegion(keyBytes.get(), 0, kKeyBytes, key.data());
   if (exception_pending(env)) return std::nullopt;
 
+  // A class that cannot be found prints its message below; running out of
+  // memory on the way ends the call with the error pending.
   auto keySpecClass = find_class_quietly(env, "javax/crypto/spec/SecretKeySpec");
+  if (exception_pending(env)) return std::nullopt;
   auto cipherClass = find_class_quietly(env, "javax/crypto/Cipher");
+  if (exception_pending(env)) return std::nullopt;
   auto sealedClass = find_class_quietly(env, "javax/crypto/SealedObject");
+  if (exception_pending(env)) return std::nullopt;
   if (!keySpecClass) {
     print_line("Error FindClass");
     return std::nullopt;
@@ -60,42 +85,33 @@ std::optional<Sealer> prepare_sealer(JNIEnv* env, jstring algorithm) {
   }
 
   const std::array<MethodLookup, 5> lookups{{
-      {lookup_method(env, keySpecClass.get(), "<init>", "([BLjava/lang/String;)V", false),
-       "*** Error GetMethodID"},
-      {lookup_method(env, cipherClass.get(), "getInstance",
-                     "(Ljava/lang/String;)Ljavax/crypto/Cipher;", true),
+      {keySpecClass.get(), "<init>", "([BLjava/lang/String;)V", false, "*** Error GetMethodID"},
+      {cipherClass.get(), "getInstance", "(Ljava/lang/String;)Ljavax/crypto/Cipher;", true,
        "*** Error getting method cipher.getInstance"},
-      {lookup_method(env, cipherClass.get(), "init", "(ILjava/security/Key;)V", false),
+      {cipherClass.get(), "init", "(ILjava/security/Key;)V", false,
        "*** Error getting method Cipher.Init"},
-      {lookup_method(env, cipherClass.get(), "doFinal", "([B)[B", false),
-       "*** Error getting method Cipher.doFinal"},
-      {lookup_method(env, sealedClass.get(), "<init>",
-                     "(Ljava/io/Serializable;Ljavax/crypto/Cipher;)V", false),
+      {cipherClass.get(), "doFinal", "([B)[B", false, "*** Error getting method Cipher.doFinal"},
+      {sealedClass.get(), "<init>", "(Ljava/io/Serializable;Ljavax/crypto/Cipher;)V", false,
        "*** Error getting contructor of SealedObject"},
   }};
-  bool allFound = true;
-  for (const auto& l : lookups) {
-    if (l.id == nullptr) {
-      print_line(l.failureMessage);
-      allFound = false;
-    }
-  }
+  std::array<jmethodID, 5> ids{};
   // A missing method cannot be called; the call ends here instead of crashing.
-  if (!allFound) return std::nullopt;
+  if (!lookup_methods(env, lookups, ids)) return std::nullopt;
 
-  LocalRef<jobject> keySpec(env, env->NewObject(keySpecClass.get(), lookups[0].id, keyBytes.get(), algorithm));
+  LocalRef<jobject> keySpec(env, env->NewObject(keySpecClass.get(), ids[0], keyBytes.get(), algorithm));
   if (exception_pending(env) || !keySpec) return std::nullopt;
 
-  LocalRef<jobject> cipher(env, env->CallStaticObjectMethod(cipherClass.get(), lookups[1].id, algorithm));
+  LocalRef<jobject> cipher(env, env->CallStaticObjectMethod(cipherClass.get(), ids[1], algorithm));
   if (exception_pending(env) || !cipher) {
-    print_line("*** ERROR generating the Cipher Object");
-    env->ExceptionClear();
+    // No provider offers AES: reported by the message. Out of memory while
+    // the providers are searched reaches the caller as OutOfMemoryError.
+    if (clear_unless_vm_error(env)) print_line("*** ERROR generating the Cipher Object");
     return std::nullopt;
   }
-  env->CallVoidMethod(cipher.get(), lookups[2].id, kEncryptMode, keySpec.get());
+  env->CallVoidMethod(cipher.get(), ids[2], kEncryptMode, keySpec.get());
   if (exception_pending(env)) return std::nullopt;
 
-  return Sealer{std::move(sealedClass), lookups[4].id, std::move(cipher)};
+  return Sealer{std::move(sealedClass), ids[4], std::move(cipher)};
 }
 
 jobject seal(JNIEnv* env, const Sealer& sealer, jobject results) {

@@ -1,6 +1,7 @@
 /* Compiled as C: the public headers must serve C users unchanged. */
 #include <math.h>
 #include <stdio.h>
+#include <string.h>
 
 #include "zynecgsolver/zynecgsolver.h"
 
@@ -27,6 +28,7 @@ int main(void) {
   m_refp1_round(&x);
   CHECK(x == 3.0);
   CHECK(m_eps(1.0) == ldexp(1.0, -52));
+  CHECK(strcmp(zyn_version(), ZYN_VERSION_STRING) == 0);
   if (failures == 0) printf("c_api: all checks passed\n");
   return failures == 0 ? 0 : 1;
 }

@@ -10,10 +10,7 @@ final class Format {
     if (values == null) {
       return "null";
     }
-    int used = 0;
-    while (used < values.length && values[used] != -1) {
-      used++;
-    }
+    int used = Padded.count(values);
     StringBuilder b = new StringBuilder("[");
     for (int i = 0; i < Math.min(used, SHOWN); i++) {
       b.append(i == 0 ? "" : ", ").append(values[i]);

@@ -1,32 +1,102 @@
 package com.zyn.zynsolver;
 
 import java.io.Serializable;
-import java.util.Arrays;
 
 /**
- * Results of QRS detection. Sample indices are 0-based in the recording passed in; unused
- * entries of every array are -1. {@code qrs_onsets} and {@code qrs_offsets} are reserved and
- * always -1.
+ * Results of QRS detection. Sample indices are 0-based in the recording passed in; every array
+ * holds its valid entries first and -1 to its end ({@link #rpeakCount()} and the other counts tell
+ * how many are valid). {@code qrs_onsets} and {@code qrs_offsets} are reserved and always -1.
  *
- * <p>error: 0 success, 1 no recording, 2 length outside 3000..119936 samples or fs not 200, 3
- * fewer than two beats, a heart rate outside 30..220 bpm or implausibly short RR intervals, 5
- * saturated signal, 6 irregular rhythm, 7 start second too late, negative, or full scale not
- * positive.
+ * <p>error (see {@link ErrorCodes}): 0 success, 1 no recording, 2 length outside 3000..119936
+ * samples or fs not 200, 3 fewer than two beats, a heart rate outside 30..220 bpm or implausibly
+ * short RR intervals, 5 saturated signal, 6 irregular rhythm, 7 start second too late, negative,
+ * or full scale not positive, 9 a NaN sample in the analysed stretch.
  */
 public class ZYNecgQrsResults implements Serializable {
   private static final long serialVersionUID = 0x5A594E0001L;
 
+  /** Outcome of the analysis, one of {@link ErrorCodes}. */
   public int error;
   /** Heart rate from the median RR interval, beats per minute. */
   public double hr;
   /** Heart rate from the trimmed mean of all RR intervals, beats per minute. */
   public double hr_mean;
+  /** R peaks of the normal beats, 0-based sample indices, ascending, padded with -1. */
   public int[] rpeaks;
+  /** R peaks of the extra systoles, 0-based sample indices, ascending, padded with -1. */
   public int[] extra_systoles;
+  /** Reserved: always -1. */
   public int[] qrs_onsets;
+  /** Reserved: always -1. */
   public int[] qrs_offsets;
-  /** One code per quality window: 0 good, 3 fewer than two beats, 5 saturated, 6 irregular. */
+  /** One code per quality window (see {@link QualityCodes}): 0 good, 3 fewer than two beats, 5 saturated, 6 irregular. */
   public int[] qualities;
+
+  /** Empty results, as the native library fills them in. */
+  public ZYNecgQrsResults() {}
+
+  /**
+   * Number of valid entries of {@link #rpeaks}.
+   *
+   * @return the normal beats found
+   */
+  public int rpeakCount() {
+    return Padded.count(rpeaks);
+  }
+
+  /**
+   * Number of valid entries of {@link #extra_systoles}.
+   *
+   * @return the extra systoles found
+   */
+  public int extraSystoleCount() {
+    return Padded.count(extra_systoles);
+  }
+
+  /**
+   * Number of valid entries of {@link #qualities}.
+   *
+   * @return the quality windows rated (0 when the analysis was refused)
+   */
+  public int qualityCount() {
+    return Padded.count(qualities);
+  }
+
+  /**
+   * The valid entries of {@link #rpeaks}.
+   *
+   * @return a new array of the normal beats' sample indices
+   */
+  public int[] validRpeaks() {
+    return Padded.valid(rpeaks);
+  }
+
+  /**
+   * The valid entries of {@link #extra_systoles}.
+   *
+   * @return a new array of the extra systoles' sample indices
+   */
+  public int[] validExtraSystoles() {
+    return Padded.valid(extra_systoles);
+  }
+
+  /**
+   * The valid entries of {@link #qualities}.
+   *
+   * @return a new array of the windows' quality codes
+   */
+  public int[] validQualities() {
+    return Padded.valid(qualities);
+  }
+
+  /**
+   * The meaning of {@link #error} in words.
+   *
+   * @return as {@link ErrorCodes#meaning(int)}
+   */
+  public String errorMeaning() {
+    return ErrorCodes.meaning(error);
+  }
 
   @Override
   public String toString() {

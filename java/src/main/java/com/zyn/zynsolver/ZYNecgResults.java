@@ -5,36 +5,125 @@ import java.io.Serializable;
 /**
  * Results of the heart-rate-variability analysis. Times are in seconds, {@code nn_rr} and
  * {@code pnn50} are fractions, band powers are in s². Sample indices are 0-based in the recording
- * passed in; unused entries of every array are -1; {@code ppeaks} and {@code tpeaks} are reserved
+ * passed in; every array holds its valid entries first and -1 to its end ({@link #rpeakCount()}
+ * and the other counts tell how many are valid); {@code ppeaks} and {@code tpeaks} are reserved
  * and always -1. Statistics not computed are 0.0.
  *
- * <p>error: as {@link ZYNecgQrsResults} (with the length range 36000..120000 samples), plus 4 no
- * spectrum for the band powers, 8 five or fewer beats: peaks reported, no statistics.
+ * <p>error (see {@link ErrorCodes}): as {@link ZYNecgQrsResults} (with the length range
+ * 36000..120000 samples), plus 4 no spectrum for the band powers, 8 five or fewer beats: peaks
+ * reported, no statistics.
  */
 public class ZYNecgResults implements Serializable {
   private static final long serialVersionUID = 0x5A594E0002L;
 
+  /** Outcome of the analysis, one of {@link ErrorCodes}. */
   public int error;
+  /** Heart rate from the median RR interval, beats per minute. */
   public double hr;
+  /** Heart rate from the trimmed mean of all RR intervals, beats per minute. */
   public double hr_mean;
+  /** Fraction of the RR intervals that are NN intervals (between two normal beats). */
   public double nn_rr;
+  /** Mean NN interval, seconds. */
   public double avnn;
+  /** Standard deviation of the NN intervals, seconds. */
   public double sdnn;
+  /** Standard deviation of the means of the NN intervals in 5-minute segments, seconds. */
   public double sdann;
+  /** Mean of the standard deviations of the NN intervals in 5-minute segments, seconds. */
   public double sdnnidx;
+  /** Root mean square of successive NN differences, seconds. */
   public double rmssd;
+  /** Fraction of successive NN differences larger than 50 ms. */
   public double pnn50;
+  /** Total power of the NN series' Lomb spectrum, s². */
   public double tot_pwr;
+  /** Ultra-low-frequency power (up to 0.0033 Hz), s². */
   public double ulf_pwr;
+  /** Very-low-frequency power (0.0033 to 0.04 Hz), s². */
   public double vlf_pwr;
+  /** Low-frequency power (0.04 to 0.15 Hz), s². */
   public double lf_pwr;
+  /** High-frequency power (0.15 to 0.4 Hz), s². */
   public double hf_pwr;
+  /** Ratio of the low-frequency to the high-frequency power. */
   public double lf_hf;
+  /** R peaks of the normal beats, 0-based sample indices, ascending, padded with -1. */
   public int[] rpeaks;
+  /** R peaks of the extra systoles, 0-based sample indices, ascending, padded with -1. */
   public int[] extra_systoles;
+  /** Reserved: always -1. */
   public int[] ppeaks;
+  /** Reserved: always -1. */
   public int[] tpeaks;
+  /** One code per quality window (see {@link QualityCodes}), padded with -1. */
   public int[] qualities;
+
+  /** Empty results, as the native library fills them in. */
+  public ZYNecgResults() {}
+
+  /**
+   * Number of valid entries of {@link #rpeaks}.
+   *
+   * @return the normal beats found
+   */
+  public int rpeakCount() {
+    return Padded.count(rpeaks);
+  }
+
+  /**
+   * Number of valid entries of {@link #extra_systoles}.
+   *
+   * @return the extra systoles found
+   */
+  public int extraSystoleCount() {
+    return Padded.count(extra_systoles);
+  }
+
+  /**
+   * Number of valid entries of {@link #qualities}.
+   *
+   * @return the quality windows rated (0 when the analysis was refused)
+   */
+  public int qualityCount() {
+    return Padded.count(qualities);
+  }
+
+  /**
+   * The valid entries of {@link #rpeaks}.
+   *
+   * @return a new array of the normal beats' sample indices
+   */
+  public int[] validRpeaks() {
+    return Padded.valid(rpeaks);
+  }
+
+  /**
+   * The valid entries of {@link #extra_systoles}.
+   *
+   * @return a new array of the extra systoles' sample indices
+   */
+  public int[] validExtraSystoles() {
+    return Padded.valid(extra_systoles);
+  }
+
+  /**
+   * The valid entries of {@link #qualities}.
+   *
+   * @return a new array of the windows' quality codes
+   */
+  public int[] validQualities() {
+    return Padded.valid(qualities);
+  }
+
+  /**
+   * The meaning of {@link #error} in words.
+   *
+   * @return as {@link ErrorCodes#meaning(int)}
+   */
+  public String errorMeaning() {
+    return ErrorCodes.meaning(error);
+  }
 
   @Override
   public String toString() {

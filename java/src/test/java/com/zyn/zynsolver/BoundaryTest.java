@@ -2,6 +2,7 @@ package com.zyn.zynsolver;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.zyn.zynsolver.Signals.Analysis;
@@ -51,13 +52,17 @@ class BoundaryTest {
     "hrv, 120001, 200, 0, 10.0, 2, 740",
     "hrv, 40000, 201, 0, 10.0, 2, 737",
     "hrv, 40000, 0, 0, 10.0, 2, 200",
+    "qrs, 12000 NaN@2000, 200, 0, 10.0, 9, 100",
+    "hrv, 120000 NaN@60000, 200, 0, 10.0, 9, 740",
+    "hrv, 120000 NaN@119999, 200, 60, 10.0, 9, 740",
+    "qrs, 12000 NaN@1999, 200, 10, 10.0, 0, 235",
   })
   void requestsGiveTheirErrorAndArrayLengths(String mode, String recording, int fs, int start, double fullScale,
       int error, int arrayLength) throws Exception {
     double[] ecg = switch (recording) {
       case "null" -> null;
       case "flat" -> new double[12000];
-      default -> Signals.ecg(Integer.parseInt(recording), 75, 4);
+      default -> withSample(recording);
     };
     Analysis r = Signals.analyse(mode, ecg, fs, start, fullScale);
     assertEquals(error, r.error());
@@ -74,6 +79,26 @@ class BoundaryTest {
       for (int[] a : r.arrays()) {
         assertEquals(0, used(a), "no beats and no quality windows");
       }
+    }
+  }
+
+  /** "N" is a synthetic recording of N samples; "N V@i" the same with sample i set to V. */
+  static double[] withSample(String recording) {
+    String[] parts = recording.split("[ @]");
+    double[] ecg = Signals.ecg(Integer.parseInt(parts[0]), 75, 4);
+    if (parts.length == 3) {
+      ecg[Integer.parseInt(parts[2])] = Double.parseDouble(parts[1]);
+    }
+    return ecg;
+  }
+
+  /** Infinite samples are not refused as not-a-number: they count as saturation. */
+  @Test
+  void infiniteSamplesAreAnalysedNotRefused() throws Exception {
+    for (String mode : new String[] {"qrs", "hrv"}) {
+      Analysis r = Signals.analyse(mode, withSample("40000 Infinity@20000"), 200, 0, MV);
+      assertNotEquals(ErrorCodes.NOT_A_NUMBER, r.error(), mode);
+      assertTrue(used(r.qualities()) > 0, mode + ": quality windows rated");
     }
   }
 

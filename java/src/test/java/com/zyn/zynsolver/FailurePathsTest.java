@@ -13,13 +13,13 @@ import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
 import java.util.concurrent.TimeUnit;
-import java.util.jar.JarEntry;
-import java.util.jar.JarFile;
+import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 
 /**
- * The Java-side failures of a call, each in a child JVM run with -Xcheck:jni: a class path
+ * The Java-side failures of a call, each in a child JVM run with -Xcheck:jni (the test classes
+ * run from the compiled classes folder, as Maven runs them): a class path
  * without the results classes, and a security set-up in which no provider offers AES. Each call
  * must print its message on standard output and return null with no exception pending, and the
  * JVM must go on (the child then asks for the version and exits 0).
@@ -37,21 +37,38 @@ public class FailurePathsTest {
     return Path.of(c.getProtectionDomain().getCodeSource().getLocation().toURI());
   }
 
-  /** Runs mainClass in a child JVM (package, test classes, JUnit); returns its output once it exits 0 unwarned. */
-  static String runChild(Path mainClasses, List<String> extraOptions, String mainClass) throws Exception {
+  /**
+   * The native library file the build staged for the jar (system property {@code
+   * zynecg.test.library}), for children whose class path lacks the bundled copy.
+   */
+  static String stagedLibrary() {
+    String staged = System.getProperty("zynecg.test.library", "");
+    assertTrue(Files.isRegularFile(Path.of(staged)), "zynecg.test.library names the library: " + staged);
+    return staged;
+  }
+
+  /** Starts mainClass in a child JVM with -Xcheck:jni (package, test classes, JUnit on the class path). */
+  static Process startChild(Path mainClasses, List<String> extraOptions, String mainClass) throws Exception {
     List<String> command = new ArrayList<>(List.of(
-        Path.of(System.getProperty("java.home"), "bin", "java").toString(), "-Xcheck:jni", "-Xmx256m",
-        "-D" + NativeZYNecgSolver.LIBRARY_PATH_PROPERTY + "="
-            + System.getProperty(NativeZYNecgSolver.LIBRARY_PATH_PROPERTY, "")));
+        Path.of(System.getProperty("java.home"), "bin", "java").toString(), "-Xcheck:jni", "-Xmx256m"));
     command.addAll(extraOptions);
     command.addAll(List.of("-cp", mainClasses + File.pathSeparator + codeSourceOf(FailurePathsTest.class)
         + File.pathSeparator + codeSourceOf(org.junit.jupiter.api.Assertions.class), mainClass));
-    Process p = new ProcessBuilder(command).redirectErrorStream(true).start();
+    return new ProcessBuilder(command).redirectErrorStream(true).start();
+  }
+
+  /** The output of a child JVM, once it has exited 0 without a -Xcheck:jni warning. */
+  static String outputOf(Process p) throws Exception {
     String out = new String(p.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
     assertTrue(p.waitFor(600, TimeUnit.SECONDS), "child JVM finished");
     assertEquals(0, p.exitValue(), out);
     assertFalse(out.contains("WARNING in native method"), out);
     return out;
+  }
+
+  /** Runs mainClass in a child JVM; returns its output once it exits 0 unwarned. */
+  static String runChild(Path mainClasses, List<String> extraOptions, String mainClass) throws Exception {
+    return outputOf(startChild(mainClasses, extraOptions, mainClass));
   }
 
   /** Runs main in a child JVM: each call prints its message and returns null, and the JVM lives on. */
@@ -64,18 +81,20 @@ public class FailurePathsTest {
 
   @Test
   void missingResultsClassesPrintTheirMessageAndReturnNull(@TempDir Path dir) throws Exception {
-    // The package's classes copied out of its jar, all but the two results classes (closing the
-    // jar closes the entries' streams).
-    try (JarFile jar = new JarFile(codeSourceOf(NativeZYNecgSolver.class).toFile())) {
-      for (JarEntry e : Collections.list(jar.entries())) {
-        if (e.getName().endsWith(".class") && !e.getName().matches(".*/ZYNecg(Qrs)?Results.class")) {
-          Files.createDirectories(dir.resolve(e.getName()).getParent());
-          Files.copy(jar.getInputStream(e), dir.resolve(e.getName()));
+    // The package's classes, all but the two results classes; the library from its file.
+    Path classes = codeSourceOf(NativeZYNecgSolver.class);
+    try (Stream<Path> files = Files.walk(classes)) {
+      for (Path f : (Iterable<Path>) files::iterator) {
+        String name = classes.relativize(f).toString();
+        if (name.endsWith(".class") && !name.matches(".*/ZYNecg(Qrs)?Results.class")) {
+          Files.createDirectories(dir.resolve(name).getParent());
+          Files.copy(f, dir.resolve(name));
         }
       }
     }
     assertChildPrints(dir, "*** ERROR: Could not find ZYNecgQrsResultsClass.",
-        "*** ERROR: Could not find ZYNecgResultsClass.");
+        "*** ERROR: Could not find ZYNecgResultsClass.",
+        "-D" + NativeZYNecgSolver.LIBRARY_PATH_PROPERTY + "=" + stagedLibrary());
   }
 
   @Test

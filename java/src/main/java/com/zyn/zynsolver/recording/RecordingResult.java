@@ -25,29 +25,31 @@ public final class RecordingResult implements Serializable {
   private final long sampleCount;
   private final double fullScale;
   private final String fullScaleSource;
+  private final int error;
   private final double heartRateBpm;
   private final double meanHeartRateBpm;
   private final Beats normalBeats;
   private final Beats extraSystoles;
   private final List<QualityWindow> qualityWindows;
   private final List<Stretch> stretches;
+  private final int hrvError;
   private final HrvStatistics hrv;
   private final List<SegmentSummary> segments;
   private final List<String> warnings;
   private final String hrvNote;
 
   /**
-   * Built by the native analysis from flat arrays: beats as parallel arrays of both classes in
-   * time order; windows as (start, end) second pairs with one code each; stretches as (first,
-   * count) 200 Hz pairs, (start, end) second pairs and (QRS, HRV) error pairs; HRV in the order of
-   * {@link HrvStatistics#NAMES} or null; the 5-minute table as rows of start, end, mean heart
-   * rate, SDNN, RMSSD, normal beats and extra systoles. Absent heart rates are NaN.
+   * Built by the native analysis from flat arrays: windows as (start, end) second pairs with one
+   * code each; stretches as (first, count) 200 Hz pairs, (start, end, heart rate, mean heart rate)
+   * quadruples and one error code each; HRV in the order of {@link HrvStatistics#NAMES} or null;
+   * the 5-minute table as rows of {@link SegmentSummary#COLUMNS} values. Absent values are NaN.
    */
   RecordingResult(String source, String format, String signal, String units, double samplingRateHz,
-      long sampleCount, double fullScale, String fullScaleSource, double heartRateBpm, double meanHeartRateBpm,
-      long[] beatSamples200Hz, boolean[] beatIsExtra, long[] beatFileSamples, double[] beatSeconds,
-      double[] windowSeconds, int[] windowCodes, long[] stretchSamples200Hz, double[] stretchSeconds,
-      int[] stretchErrors, double[] hrvValues, double[] segmentRows, String[] warnings, String hrvNote) {
+      long sampleCount, double fullScale, String fullScaleSource, int error, double heartRateBpm,
+      double meanHeartRateBpm, long[] normal200Hz, long[] normalFileSamples, double[] normalSeconds,
+      long[] extra200Hz, long[] extraFileSamples, double[] extraSeconds, double[] windowSeconds,
+      int[] windowCodes, long[] stretchSamples200Hz, double[] stretchValues, int[] stretchErrors, int hrvError,
+      double[] hrvValues, double[] segmentTable, String[] warnings, String hrvNote) {
     this.source = source;
     this.format = format;
     this.signal = signal;
@@ -56,55 +58,36 @@ public final class RecordingResult implements Serializable {
     this.sampleCount = sampleCount;
     this.fullScale = fullScale;
     this.fullScaleSource = fullScaleSource;
+    this.error = error;
     this.heartRateBpm = heartRateBpm;
     this.meanHeartRateBpm = meanHeartRateBpm;
-    this.normalBeats = beatsOfClass(false, beatSamples200Hz, beatIsExtra, beatFileSamples, beatSeconds);
-    this.extraSystoles = beatsOfClass(true, beatSamples200Hz, beatIsExtra, beatFileSamples, beatSeconds);
+    this.normalBeats = new Beats(normal200Hz, normalFileSamples, normalSeconds);
+    this.extraSystoles = new Beats(extra200Hz, extraFileSamples, extraSeconds);
     List<QualityWindow> windows = new ArrayList<>(windowCodes.length);
     for (int i = 0; i < windowCodes.length; i++) {
       windows.add(new QualityWindow(windowSeconds[2 * i], windowSeconds[2 * i + 1], windowCodes[i]));
     }
     this.qualityWindows = Collections.unmodifiableList(windows);
-    List<Stretch> parts = new ArrayList<>(stretchErrors.length / 2);
-    for (int i = 0; i < stretchErrors.length / 2; i++) {
-      parts.add(new Stretch(stretchSamples200Hz[2 * i], stretchSamples200Hz[2 * i + 1], stretchSeconds[2 * i],
-          stretchSeconds[2 * i + 1], stretchErrors[2 * i], stretchErrors[2 * i + 1]));
+    List<Stretch> parts = new ArrayList<>(stretchErrors.length);
+    for (int i = 0; i < stretchErrors.length; i++) {
+      parts.add(new Stretch(stretchSamples200Hz[2 * i], stretchSamples200Hz[2 * i + 1], stretchValues[4 * i],
+          stretchValues[4 * i + 1], stretchErrors[i], stretchValues[4 * i + 2], stretchValues[4 * i + 3]));
     }
     this.stretches = Collections.unmodifiableList(parts);
+    this.hrvError = hrvError;
     this.hrv = hrvValues == null ? null : new HrvStatistics(hrvValues);
-    final int columns = 7;
-    List<SegmentSummary> rows = new ArrayList<>(segmentRows.length / columns);
-    for (int r = 0; r + columns <= segmentRows.length; r += columns) {
-      rows.add(new SegmentSummary(segmentRows[r], segmentRows[r + 1], segmentRows[r + 2], segmentRows[r + 3],
-          segmentRows[r + 4], (long) segmentRows[r + 5], (long) segmentRows[r + 6]));
+    List<SegmentSummary> rows = new ArrayList<>(segmentTable.length / SegmentSummary.COLUMNS);
+    for (int r = 0; r < segmentTable.length / SegmentSummary.COLUMNS; r++) {
+      rows.add(new SegmentSummary(segmentTable, r));
     }
     this.segments = Collections.unmodifiableList(rows);
     this.warnings = List.of(warnings);
     this.hrvNote = hrvNote == null ? "" : hrvNote;
   }
 
-  private static Beats beatsOfClass(boolean extra, long[] samples200Hz, boolean[] isExtra, long[] fileSamples,
-      double[] seconds) {
-    int n = 0;
-    for (boolean e : isExtra) {
-      n += e == extra ? 1 : 0;
-    }
-    long[] at200 = new long[n];
-    long[] inFile = new long[n];
-    double[] times = new double[n];
-    for (int i = 0, k = 0; i < isExtra.length; i++) {
-      if (isExtra[i] == extra) {
-        at200[k] = samples200Hz[i];
-        inFile[k] = fileSamples[i];
-        times[k++] = seconds[i];
-      }
-    }
-    return new Beats(at200, inFile, times);
-  }
-
   /** The file's path as given, or "samples" for samples passed in. */
   public String source() { return source; }
-  /** "csv", "wfdb", "edf" or "samples". */
+  /** "csv", "wfdb", "edf", "raw", or "samples" for samples passed in. */
   public String format() { return format; }
   /** Name of the analysed signal. */
   public String signal() { return signal; }
@@ -119,6 +102,12 @@ public final class RecordingResult implements Serializable {
   public double fullScale() { return fullScale; }
   /** Where the full scale came from: "header", "option" or "default". */
   public String fullScaleSource() { return fullScaleSource; }
+
+  /**
+   * Error code of the beats of the whole recording: 0, 3 when no stretch gave a plausible rhythm,
+   * 5 or 6 when any stretch was saturated or irregular.
+   */
+  public int error() { return error; }
 
   /** Heart rate from the median RR interval, beats per minute; empty when none was computed. */
   public OptionalDouble heartRateBpm() {
@@ -143,6 +132,13 @@ public final class RecordingResult implements Serializable {
   }
 
   public List<Stretch> stretches() { return stretches; }
+
+  /**
+   * Error code of the whole-recording HRV: 0, 1 not requested (mode QRS), 3 no plausible rhythm,
+   * 4 no spectrum (band powers NaN), 8 five or fewer normal beats.
+   */
+  public int hrvError() { return hrvError; }
+
   /** Whole-recording HRV statistics; empty in mode QRS or when the recording allows none. */
   public Optional<HrvStatistics> hrv() { return Optional.ofNullable(hrv); }
   /** The per-5-minute table. */
@@ -154,7 +150,7 @@ public final class RecordingResult implements Serializable {
 
   @Override
   public String toString() {
-    return "RecordingResult{" + source + ", " + format + ", " + samplingRateHz + " Hz, " + sampleCount
+    return "RecordingResult{" + source + ", " + format + ", error " + error + ", " + samplingRateHz + " Hz, " + sampleCount
         + " samples, hr=" + heartRateBpm + ", hrMean=" + meanHeartRateBpm + ", normal=" + normalBeats.count()
         + ", extra=" + extraSystoles.count() + ", windows=" + qualityWindows.size() + ", stretches="
         + stretches.size() + ", hrv=" + hrv + ", warnings=" + warnings + "}";

@@ -3,37 +3,47 @@ package com.zyn.zynsolver.recording;
 import java.io.Serializable;
 
 /**
- * One row of the per-5-minute table: the mean heart rate, SDNN and RMSSD of the NN intervals
- * ending in the segment, and its beats of each class. Times in seconds; NaN where the segment
- * holds too few intervals.
+ * One row of the per-5-minute table (consecutive 300 s segments from the start second): the mean
+ * heart rate (60 / mean NN interval), SDNN and RMSSD in seconds of the NN intervals ending in the
+ * segment, their number, and the segment's beats of each class. NaN where the segment holds too
+ * few intervals for a value.
  */
 public final class SegmentSummary implements Serializable {
   private static final long serialVersionUID = 1L;
+
+  /** Values per row in the flat table the native analysis hands over. */
+  static final int COLUMNS = 8;
 
   private final double startSeconds;
   private final double endSeconds;
   private final double meanHeartRateBpm;
   private final double sdnn;
   private final double rmssd;
+  private final long nnIntervals;
   private final long normalBeats;
   private final long extraSystoles;
 
-  SegmentSummary(double startSeconds, double endSeconds, double meanHeartRateBpm, double sdnn, double rmssd,
-      long normalBeats, long extraSystoles) {
-    this.startSeconds = startSeconds;
-    this.endSeconds = endSeconds;
-    this.meanHeartRateBpm = meanHeartRateBpm;
-    this.sdnn = sdnn;
-    this.rmssd = rmssd;
-    this.normalBeats = normalBeats;
-    this.extraSystoles = extraSystoles;
+  /** A row of the flat table: start, end, mean heart rate, SDNN, RMSSD, NN intervals, beats. */
+  SegmentSummary(double[] table, int row) {
+    int at = row * COLUMNS;
+    this.startSeconds = table[at];
+    this.endSeconds = table[at + 1];
+    this.meanHeartRateBpm = table[at + 2];
+    this.sdnn = table[at + 3];
+    this.rmssd = table[at + 4];
+    this.nnIntervals = (long) table[at + 5];
+    this.normalBeats = (long) table[at + 6];
+    this.extraSystoles = (long) table[at + 7];
   }
 
   public double startSeconds() { return startSeconds; }
   public double endSeconds() { return endSeconds; }
   public double meanHeartRateBpm() { return meanHeartRateBpm; }
+  /** SDNN of the segment, seconds. */
   public double sdnn() { return sdnn; }
+  /** RMSSD of the segment, seconds. */
   public double rmssd() { return rmssd; }
+  public long nnIntervals() { return nnIntervals; }
   public long normalBeats() { return normalBeats; }
   public long extraSystoles() { return extraSystoles; }
 

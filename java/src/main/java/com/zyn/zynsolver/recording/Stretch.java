@@ -4,8 +4,8 @@ import java.io.Serializable;
 
 /**
  * One library call of a whole-recording analysis: a recording longer than one call allows is
- * analysed in overlapping stretches of the 200 Hz signal. Each stretch carries the error code its
- * QRS and HRV analyses returned (-1 when that analysis did not run on it).
+ * analysed in overlapping stretches of its 200 Hz signal, each with the error code and heart rates
+ * that call returned (error 9: the stretch holds samples that are not numbers and was skipped).
  */
 public final class Stretch implements Serializable {
   private static final long serialVersionUID = 1L;
@@ -14,49 +14,43 @@ public final class Stretch implements Serializable {
   private final long samples200Hz;
   private final double startSeconds;
   private final double endSeconds;
-  private final int qrsError;
-  private final int hrvError;
+  private final int error;
+  private final double heartRateBpm;
+  private final double meanHeartRateBpm;
 
-  Stretch(long firstSample200Hz, long samples200Hz, double startSeconds, double endSeconds, int qrsError,
-      int hrvError) {
+  Stretch(long firstSample200Hz, long samples200Hz, double startSeconds, double endSeconds, int error,
+      double heartRateBpm, double meanHeartRateBpm) {
     this.firstSample200Hz = firstSample200Hz;
     this.samples200Hz = samples200Hz;
     this.startSeconds = startSeconds;
     this.endSeconds = endSeconds;
-    this.qrsError = qrsError;
-    this.hrvError = hrvError;
+    this.error = error;
+    this.heartRateBpm = heartRateBpm;
+    this.meanHeartRateBpm = meanHeartRateBpm;
   }
 
   /** First sample of the stretch in the whole recording at 200 Hz. */
-  public long firstSample200Hz() {
-    return firstSample200Hz;
-  }
+  public long firstSample200Hz() { return firstSample200Hz; }
 
   /** Length of the stretch in 200 Hz samples. */
-  public long samples200Hz() {
-    return samples200Hz;
-  }
+  public long samples200Hz() { return samples200Hz; }
 
-  public double startSeconds() {
-    return startSeconds;
-  }
+  /** Start of the stretch, seconds from the start of the recording. */
+  public double startSeconds() { return startSeconds; }
 
-  public double endSeconds() {
-    return endSeconds;
-  }
+  public double endSeconds() { return endSeconds; }
 
-  /** Error code of the QRS analysis of this stretch, -1 when it did not run. */
-  public int qrsError() {
-    return qrsError;
-  }
+  /** The library's error code for this stretch (0 success). */
+  public int error() { return error; }
 
-  /** Error code of the HRV analysis of this stretch, -1 when it did not run. */
-  public int hrvError() {
-    return hrvError;
-  }
+  /** The stretch's own heart rate from its median RR interval, beats per minute. */
+  public double heartRateBpm() { return heartRateBpm; }
+
+  /** The stretch's own heart rate from its trimmed mean RR interval, beats per minute. */
+  public double meanHeartRateBpm() { return meanHeartRateBpm; }
 
   @Override
   public String toString() {
-    return "stretch [" + startSeconds + " s, " + endSeconds + " s) qrs " + qrsError + " hrv " + hrvError;
+    return "stretch [" + startSeconds + " s, " + endSeconds + " s) error " + error;
   }
 }

@@ -13,6 +13,8 @@ import com.zyn.zynsolver.recording.QualityWindow;
 import com.zyn.zynsolver.recording.RecordingException;
 import com.zyn.zynsolver.recording.RecordingOptions;
 import com.zyn.zynsolver.recording.RecordingResult;
+import com.zyn.zynsolver.recording.SegmentSummary;
+import com.zyn.zynsolver.recording.Stretch;
 import com.zyn.zynsolver.recording.WholeRecordingAnalysis;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -107,10 +109,18 @@ class WholeRecordingAnalysisTest {
         () -> WholeRecordingAnalysis.analyse(new double[200], 200.0, RecordingOptions.defaults()));
     assertThrows(RuntimeException.class,
         () -> WholeRecordingAnalysis.analyse(new double[6000], 0.0, RecordingOptions.defaults()));
-    double[] withNan = new double[6000];
+    // Samples that are not numbers: the stretches around them are analysed and the rest
+    // reported; a recording without 15 s free of them is refused.
+    double[] withNan = ToolRuns.sampleCsvValues();
     withNan[100] = Double.NaN;
-    assertThrows(RecordingException.class,
-        () -> WholeRecordingAnalysis.analyse(withNan, 200.0, RecordingOptions.defaults()));
+    RecordingResult gap = WholeRecordingAnalysis.analyse(withNan, 200.0, RecordingOptions.defaults());
+    assertTrue(gap.normalBeats().count() > 600, gap.toString());
+    assertTrue(gap.warnings().stream().anyMatch(w -> w.contains("NaN")), gap.warnings().toString());
+    double[] allNan = new double[6000];
+    java.util.Arrays.fill(allNan, Double.NaN);
+    RecordingException nan = assertThrows(RecordingException.class,
+        () -> WholeRecordingAnalysis.analyse(allNan, 200.0, RecordingOptions.defaults()));
+    assertTrue(nan.getMessage().startsWith("samples: "), nan.getMessage());
     assertThrows(IllegalArgumentException.class, () -> WholeRecordingAnalysis.analyse(new double[6000], 200.0,
         RecordingOptions.defaults().withStartSeconds(-1)));
     assertThrows(IllegalArgumentException.class, () -> WholeRecordingAnalysis.analyse(
@@ -134,6 +144,23 @@ class WholeRecordingAnalysisTest {
   /** Every number the tool's JSON and the Java result share. */
   static void assertMatches(JsonNode json, RecordingResult r) {
     JsonNode summary = json.get("summary");
+    assertEquals(summary.get("error").asInt(), r.error());
+    List<Integer> stretchErrors = new ArrayList<>();
+    json.get("stretches").forEach(s -> stretchErrors.add(s.get("error").asInt()));
+    assertEquals(stretchErrors, r.stretches().stream().map(Stretch::error).toList());
+    JsonNode segments = json.get("fiveMinuteSegments");
+    assertEquals(segments.size(), r.segments().size());
+    for (int i = 0; i < segments.size(); i++) {
+      JsonNode row = segments.get(i);
+      SegmentSummary s = r.segments().get(i);
+      assertEquals(row.get("startSeconds").asDouble(), s.startSeconds());
+      assertEquals(ToolRuns.number(row.get("meanHrBpm")), s.meanHeartRateBpm());
+      assertEquals(ToolRuns.number(row.get("sdnn")), s.sdnn());
+      assertEquals(ToolRuns.number(row.get("rmssd")), s.rmssd());
+      assertEquals(row.get("nnIntervals").asLong(), s.nnIntervals());
+      assertEquals(row.get("normalBeats").asLong(), s.normalBeats());
+      assertEquals(row.get("extraSystoles").asLong(), s.extraSystoles());
+    }
     assertEquals(ToolRuns.number(summary.get("hrBpm")), r.heartRateBpm().orElse(Double.NaN));
     assertEquals(ToolRuns.number(summary.get("hrMeanBpm")), r.meanHeartRateBpm().orElse(Double.NaN));
     assertBeats(json.get("beats").get("normal"), r.normalBeats());
@@ -156,7 +183,7 @@ class WholeRecordingAnalysisTest {
     assertArrayEquals(ToolRuns.longs(json.get("fileSamples")), beats.fileSamples());
     double[] seconds = beats.seconds();
     for (int i = 0; i < seconds.length; i++) {
-      assertEquals(json.get("seconds").get(i).asDouble(), seconds[i], 0.0005);
+      assertEquals(json.get("seconds").get(i).asDouble(), seconds[i]);
     }
   }
 

@@ -8,7 +8,7 @@ packages=(
   g++ cmake make pkg-config
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   openjdk-17-jdk-headless maven
-  libsamplerate0-dev libedf-dev nlohmann-json3-dev libcli11-dev
+  libsoxr-dev libedf-dev nlohmann-json3-dev libcli11-dev
 )
 # Optional extras: clang for the libFuzzer targets, Chromium for the test that
 # renders the HTML report (that test skips without it).

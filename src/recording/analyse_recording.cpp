@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <mutex>
 #include <sstream>
@@ -30,6 +31,10 @@ std::string general(double v) {
   std::ostringstream out;
   out << v;
   return out.str();
+}
+
+double seconds_since(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 void run_in_order(std::size_t count, const std::function<void(std::size_t)>& task) {
@@ -172,7 +177,10 @@ RecordingAnalysis analyse_at_analysis_rate(RecordingInfo info, std::vector<doubl
   r.options.parallel = nullptr;
   check_and_cut(r, full200);
   r.stretches = planned_stretches(r);
+  auto start = std::chrono::steady_clock::now();
   analyse_stretches(r, options.parallel, progress);
+  r.timings.stretches = seconds_since(start);
+  start = std::chrono::steady_clock::now();
   for (StretchResult& s : r.stretches) {
     s.startSeconds = r.seconds(s.plan.first);
     s.endSeconds = r.seconds(s.plan.first + s.plan.count);
@@ -199,10 +207,11 @@ RecordingAnalysis analyse_at_analysis_rate(RecordingInfo info, std::vector<doubl
   r.spectrum = std::move(rhythm.spectrum);
   r.segments = std::move(rhythm.segments);
   add_warnings(r);
+  r.timings.mergeAndHrv = seconds_since(start);
   return r;
 }
 
-std::vector<double> at_analysis_rate(std::span<const double> samples, const RecordingInfo& info) {
+std::vector<double> samples_at_analysis_rate(std::span<const double> samples, const RecordingInfo& info) {
   try {
     return wfdb::resample(samples, info.fsHz, kAnalysisRateHz);
   } catch (const wfdb::Error& e) {
@@ -232,15 +241,43 @@ RecordingAnalysis analyse_samples(std::span<const double> samples, const Recordi
   if (samples.empty()) throw InputError(info.source, "holds no samples");
   RecordingInfo described = info;
   described.sampleCount = static_cast<int64_t>(samples.size());
-  return analyse_at_analysis_rate(std::move(described), at_analysis_rate(samples, info), options, progress);
+  return analyse_at_analysis_rate(std::move(described), samples_at_analysis_rate(samples, info), options, progress);
 }
 
+namespace {
+
+// Converts the samples to 200 Hz as the reader hands them over.
+class ResamplingSink : public SampleSink {
+ public:
+  void begin(const RecordingInfo& info) override {
+    try {
+      resampler_.emplace(info.fsHz, kAnalysisRateHz);
+    } catch (const wfdb::Error& e) {
+      throw InputError(info.source, e.what());
+    }
+    const double expected = static_cast<double>(info.sampleCount) * kAnalysisRateHz / info.fsHz;
+    at200.reserve(static_cast<std::size_t>(std::ceil(expected)) + 1);
+  }
+  void append(std::span<const double> chunk) override { resampler_->push(chunk, at200); }
+  void finish() { resampler_->finish(at200); }
+
+  std::vector<double> at200;
+
+ private:
+  std::optional<wfdb::Resampler> resampler_;
+};
+
+}  // namespace
+
 RecordingAnalysis analyse_file(const std::string& path, const FileOptions& options, const Progress& progress) {
-  Recording file = read_recording(path, options.read);
-  std::vector<double> full200 = at_analysis_rate(file.samples, file);
-  std::vector<double>().swap(file.samples);
-  RecordingInfo info = std::move(static_cast<RecordingInfo&>(file));
-  return analyse_at_analysis_rate(std::move(info), std::move(full200), options, progress);
+  const auto start = std::chrono::steady_clock::now();
+  ResamplingSink sink;
+  RecordingInfo info = read_recording_chunks(path, options.read, sink);
+  sink.finish();
+  const double reading = seconds_since(start);
+  RecordingAnalysis r = analyse_at_analysis_rate(std::move(info), std::move(sink.at200), options, progress);
+  r.timings.readAndResample = reading;
+  return r;
 }
 
 ParallelFor parallel_on_threads(unsigned threads) {

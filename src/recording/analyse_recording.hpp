@@ -101,6 +101,11 @@ struct RecordingAnalysis {
   std::vector<SegmentRow> segments;
   std::vector<std::string> warnings;        // saturation, refused stretches, NaN gaps
 
+  // Wall-clock seconds of each stage of the call, for benchmarks.
+  struct Timings {
+    double readAndResample = 0.0, stretches = 0.0, mergeAndHrv = 0.0;
+  } timings;
+
   std::size_t good_windows() const;
   int64_t file_sample(int64_t analysed200) const;   // analysed 200 Hz index -> file sample
   double seconds(int64_t analysed200) const;        // analysed 200 Hz index -> seconds

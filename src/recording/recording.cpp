@@ -1,12 +1,11 @@
 // Readers of ECG files. See recording.hpp.
 #include "recording.hpp"
 
-#include <edflib.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -20,11 +19,6 @@
 
 namespace zyn::recording {
 namespace fs = std::filesystem;
-namespace {
-
-// Timestamps may be rounded; each must lie within half a sample period of
-// the even grid the first and last timestamps define.
-constexpr double kTimeGridToleranceSamples = 0.5;
 
 std::string lower(std::string_view s) {
   std::string out(s);
@@ -37,6 +31,19 @@ std::string_view trim(std::string_view s) {
   while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r' || s.back() == '"')) s.remove_suffix(1);
   return s;
 }
+
+std::optional<std::size_t> parse_index(std::string_view s) {
+  std::size_t value = 0;
+  const auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), value);
+  if (ec != std::errc() || end != s.data() + s.size() || s.empty()) return std::nullopt;
+  return value;
+}
+
+namespace {
+
+// Timestamps may be rounded; each must lie within half a sample period of
+// the even grid the first and last timestamps define.
+constexpr double kTimeGridToleranceSamples = 0.5;
 
 // With semicolon or tab separators a decimal comma is accepted too.
 std::optional<double> parse_number(std::string_view field, bool decimalComma = false) {
@@ -51,13 +58,6 @@ std::optional<double> parse_number(std::string_view field, bool decimalComma = f
   double value = 0.0;
   const auto [end, ec] = std::from_chars(field.data(), field.data() + field.size(), value);
   if (ec != std::errc() || end != field.data() + field.size() || field.empty()) return std::nullopt;
-  return value;
-}
-
-std::optional<std::size_t> parse_index(std::string_view s) {
-  std::size_t value = 0;
-  const auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), value);
-  if (ec != std::errc() || end != s.data() + s.size() || s.empty()) return std::nullopt;
   return value;
 }
 
@@ -133,19 +133,23 @@ void check_time_grid(const std::string& source, const std::vector<double>& t, st
 // out and reports them; infinite samples count as saturated.
 void check_samples(Recording& r) {
   r.sampleCount = static_cast<int64_t>(r.samples.size());
-  if (r.samples.empty()) throw InputError(r.source, "holds no samples");
-  if (!(r.fsHz > 0.0) || !std::isfinite(r.fsHz))
-    throw InputError(r.source, "sampling rate must be positive (got " + std::to_string(r.fsHz) + " Hz)");
+  check_rate_and_length(r);
 }
 
-// Physical units of EDF signals, as factors to millivolts.
-std::optional<double> millivolts_per_unit(std::string_view unit) {
-  const std::string u = lower(trim(unit));
-  if (u == "mv") return 1.0;
-  if (u == "uv" || u == "\xb5v" || u == "\xc2\xb5v") return 1e-3;
-  if (u == "v") return 1e3;
-  if (u == "nv") return 1e-6;
-  return std::nullopt;
+// "YYYY-MM-DDTHH:MM:SS" from the header's base date and time ("HH:MM:SS"
+// alone without a date); empty when the header gives no base time.
+std::string wfdb_start_time(const wfdb::Header& h) {
+  int hour = 0, minute = 0, day = 0, month = 0, year = 0;
+  double second = 0.0;
+  if (std::sscanf(h.baseTime.c_str(), "%d:%d:%lf", &hour, &minute, &second) != 3) return "";
+  char text[40];
+  if (std::sscanf(h.baseDate.c_str(), "%d/%d/%d", &day, &month, &year) == 3) {
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", year, month, day, hour, minute,
+                  static_cast<int>(second));
+  } else {
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d", hour, minute, static_cast<int>(second));
+  }
+  return text;
 }
 
 InputFormat detect_format(const std::string& path) {
@@ -280,131 +284,37 @@ Recording read_wfdb(const std::string& path, const ReadOptions& options) {
     r.fsHz = options.fsHz.value_or(record.header.samplingFrequency);
     r.samples = wfdb::physical_signal(record, index);
     r.fullScale = wfdb::full_scale(spec);
+    r.startTime = wfdb_start_time(record.header);
     return r;
   } catch (const wfdb::Error& e) {
     throw InputError(std::string(e.what()));  // names the header or signal file
   }
 }
 
-Recording read_edf(const std::string& path, const ReadOptions& options) {
-  std::error_code ec;
-  if (!fs::exists(path, ec)) throw InputError(path, "no such file");
-  // libedf keeps its open files in a process-wide table that is not
-  // protected against concurrent use.
-  static std::mutex libedfMutex;
-  const std::lock_guard lock(libedfMutex);
-  auto header = std::make_unique<edf_hdr_struct>();
-  if (edfopen_file_readonly(path.c_str(), header.get(), EDFLIB_DO_NOT_READ_ANNOTATIONS) < 0) {
-    switch (header->filetype) {
-      case EDFLIB_MALLOC_ERROR: throw InputError(path, "out of memory while opening");
-      case EDFLIB_NO_SUCH_FILE_OR_DIRECTORY: throw InputError(path, "cannot open file");
-      case EDFLIB_FILE_CONTAINS_FORMAT_ERRORS: throw InputError(path, "not a valid EDF/EDF+ file (format errors in the header or size)");
-      case EDFLIB_FILE_IS_DISCONTINUOUS: throw InputError(path, "discontinuous EDF+D files are not supported");
-      default: throw InputError(path, "cannot read as EDF (libedf error " + std::to_string(header->filetype) + ")");
-    }
-  }
-  struct Closer {
-    int handle;
-    ~Closer() { edfclose_file(handle); }
-  } closer{header->handle};
-  if (header->edfsignals < 1) throw InputError(path, "holds no signals");
-
-  int index = -1;
-  if (!options.signal.empty()) {
-    for (int i = 0; i < header->edfsignals; ++i)
-      if (trim(header->signalparam[i].label) == options.signal) index = i;
-    if (const auto byIndex = parse_index(options.signal); index < 0 && byIndex &&
-                                                          *byIndex < static_cast<std::size_t>(header->edfsignals))
-      index = static_cast<int>(*byIndex);
-    if (index < 0) throw InputError(path, "no signal '" + options.signal + "' in the file");
-  } else {
-    // The first signal labelled as ECG, else the first signal.
-    for (int i = 0; i < header->edfsignals && index < 0; ++i) {
-      const std::string label = lower(header->signalparam[i].label);
-      if (label.find("ecg") != std::string::npos || label.find("ekg") != std::string::npos) index = i;
-    }
-    if (index < 0) index = 0;
-  }
-  const auto& param = header->signalparam[index];
-  if (header->datarecord_duration <= 0) throw InputError(path, "data record duration is not positive");
-  Recording r;
-  r.source = path;
-  r.format = "edf";
-  r.signalName = std::string(trim(param.label));
-  r.fsHz = options.fsHz.value_or(static_cast<double>(param.smp_in_datarecord) /
-                                 (static_cast<double>(header->datarecord_duration) / EDFLIB_TIME_DIMENSION));
-  if (param.smp_in_file <= 0) throw InputError(path, "signal '" + r.signalName + "' holds no samples");
-  r.samples.resize(static_cast<std::size_t>(param.smp_in_file));
-  std::size_t done = 0;
-  while (done < r.samples.size()) {
-    const int chunk = static_cast<int>(std::min<std::size_t>(r.samples.size() - done, 1 << 20));
-    const int got = edfread_physical_samples(header->handle, index, chunk, r.samples.data() + done);
-    if (got <= 0) throw InputError(path, "read error after " + std::to_string(done) + " samples (file truncated?)");
-    done += static_cast<std::size_t>(got);
-  }
-  const double magnitude = std::max(std::abs(param.phys_max), std::abs(param.phys_min));
-  if (const auto factor = millivolts_per_unit(param.physdimension)) {
-    for (double& v : r.samples) v *= *factor;
-    r.fullScale = magnitude * *factor;
-  } else {
-    r.units = std::string(trim(param.physdimension));
-    r.fullScale = magnitude;
-  }
+RecordingInfo read_recording_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink) {
+  if (options.fsHz && !(*options.fsHz > 0.0)) throw InputError(path, "sampling rate must be positive (--fs)");
+  const InputFormat format = options.format == InputFormat::Auto ? detect_format(path) : options.format;
+  if (format == InputFormat::Edf) return read_edf_chunks(path, options, sink);
+  if (format == InputFormat::Raw) return read_raw_chunks(path, options, sink);
+  Recording r = format == InputFormat::Csv ? read_csv(path, options) : read_wfdb(path, options);
+  check_samples(r);
+  sink.begin(r);
+  const std::span<const double> all(r.samples);
+  for (std::size_t at = 0; at < all.size(); at += kReadChunkSamples)
+    sink.append(all.subspan(at, std::min(kReadChunkSamples, all.size() - at)));
   return r;
 }
 
-Recording read_raw(const std::string& path, const ReadOptions& options) {
-  if (!options.fsHz) throw InputError(path, "raw samples need the sampling rate: give --fs");
-  const std::string bytes = read_bytes(path);
-  const std::string ext = lower(fs::path(path).extension().string());
-  const RawType type = options.rawType.value_or(ext == ".i16" ? RawType::Int16 : RawType::Float64);
-  const std::size_t width = type == RawType::Int16 ? 2 : 8;
-  if (bytes.empty()) throw InputError(path, "is empty");
-  if (bytes.size() % width != 0) {
-    throw InputError(path, "size " + std::to_string(bytes.size()) + " bytes is not a multiple of " +
-                               std::to_string(width) + " (" + (width == 2 ? "int16" : "float64") + " samples)");
-  }
+Recording collect_samples(const std::function<RecordingInfo(SampleSink&)>& read) {
+  CollectingSink collected;
   Recording r;
-  r.source = path;
-  r.format = "raw";
-  r.fsHz = *options.fsHz;
-  r.samples.resize(bytes.size() / width);
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-  for (std::size_t i = 0; i < r.samples.size(); ++i) {
-    const unsigned char* at = data + i * width;
-    if (type == RawType::Int16) {
-      r.samples[i] = static_cast<int16_t>(static_cast<uint16_t>(at[0] | (at[1] << 8)));
-    } else {
-      uint64_t bits = 0;
-      for (std::size_t b = 0; b < 8; ++b) bits |= static_cast<uint64_t>(at[b]) << (8 * b);
-      double v = 0.0;
-      std::memcpy(&v, &bits, sizeof v);
-      r.samples[i] = v;
-    }
-  }
-  if (type == RawType::Int16) {
-    r.units = "adu";
-    r.signalName = "int16";
-    r.fullScale = 32768.0;
-  } else {
-    r.signalName = "float64";
-  }
+  static_cast<RecordingInfo&>(r) = read(collected);
+  r.samples = std::move(collected.samples);
   return r;
 }
 
 Recording read_recording(const std::string& path, const ReadOptions& options) {
-  if (options.fsHz && !(*options.fsHz > 0.0)) throw InputError(path, "sampling rate must be positive (--fs)");
-  const InputFormat format = options.format == InputFormat::Auto ? detect_format(path) : options.format;
-  Recording r;
-  switch (format) {
-    case InputFormat::Csv: r = read_csv(path, options); break;
-    case InputFormat::Wfdb: r = read_wfdb(path, options); break;
-    case InputFormat::Edf: r = read_edf(path, options); break;
-    case InputFormat::Raw: r = read_raw(path, options); break;
-    case InputFormat::Auto: break;
-  }
-  check_samples(r);
-  return r;
+  return collect_samples([&](SampleSink& sink) { return read_recording_chunks(path, options, sink); });
 }
 
 std::vector<double> at_analysis_rate(const Recording& recording) {

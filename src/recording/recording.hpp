@@ -7,6 +7,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <span>
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -42,7 +45,8 @@ struct RecordingInfo {
   double fsHz = 0.0;
   int64_t sampleCount = 0;           // at fsHz
   std::optional<double> fullScale;   // largest representable magnitude, in `units`
-  std::string startTime;             // "YYYY-MM-DDThh:mm:ss" of the first sample, when the file gives it
+  std::string startTime;             // "YYYY-MM-DDThh:mm:ss" of the first sample ("hh:mm:ss" when the
+                                     // file gives no date); empty when the file gives no time
 
   double durationSeconds() const { return static_cast<double>(sampleCount) / fsHz; }
 };
@@ -54,6 +58,37 @@ struct Recording : RecordingInfo {
 InputFormat parse_format(std::string_view name);
 std::string_view format_name(InputFormat format);
 
+// Receives a signal as it is read: begin once with what the file says (the
+// sample count may be 0 when unknown), then the samples in order, in chunks.
+class SampleSink {
+ public:
+  virtual ~SampleSink() = default;
+  virtual void begin(const RecordingInfo& info) = 0;
+  virtual void append(std::span<const double> samples) = 0;
+};
+
+// Keeps every sample.
+class CollectingSink : public SampleSink {
+ public:
+  void begin(const RecordingInfo& info) override {
+    samples.reserve(static_cast<std::size_t>(std::max<int64_t>(info.sampleCount, 0)));
+  }
+  void append(std::span<const double> chunk) override { samples.insert(samples.end(), chunk.begin(), chunk.end()); }
+  std::vector<double> samples;
+};
+
+// Runs a chunked reader and keeps every sample.
+Recording collect_samples(const std::function<RecordingInfo(SampleSink&)>& read);
+
+// Samples handed to a sink at a time.
+inline constexpr std::size_t kReadChunkSamples = std::size_t{1} << 16;
+
+// Reads a file in the given (or detected) format and hands its samples to
+// the sink as they are read (raw and EDF files in chunks, so that a long
+// recording is never held whole at its own rate). Returns what the file
+// says about its signal, with the number of samples read.
+RecordingInfo read_recording_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
+
 // Reads a file in the given (or detected) format and checks that it holds at
 // least one sample and a positive sampling rate.
 Recording read_recording(const std::string& path, const ReadOptions& options);
@@ -62,6 +97,17 @@ Recording read_csv(const std::string& path, const ReadOptions& options);
 Recording read_wfdb(const std::string& path, const ReadOptions& options);
 Recording read_edf(const std::string& path, const ReadOptions& options);
 Recording read_raw(const std::string& path, const ReadOptions& options);
+RecordingInfo read_edf_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
+RecordingInfo read_raw_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
+
+// Throws InputError unless the signal holds samples at a positive rate.
+void check_rate_and_length(const RecordingInfo& info);
+
+// Text helpers of the readers: lower case, fields without blanks, CR or
+// quotes around them, and whole non-negative numbers.
+std::string lower(std::string_view s);
+std::string_view trim(std::string_view s);
+std::optional<std::size_t> parse_index(std::string_view s);
 
 // Parses CSV text (comma, semicolon or tab separated; one value column, or a
 // time column in seconds and value columns; an optional header line).

@@ -36,7 +36,11 @@ int64_t cut_between_beats(const std::vector<Beat>& beats, int64_t target, int64_
 std::vector<QualityWindow> windows_of(const StretchResult& s, int32_t windowSeconds) {
   std::vector<QualityWindow> out;
   const auto n = static_cast<int64_t>(s.qualities.size());
-  const int64_t width = n == 1 ? s.plan.count : int64_t{windowSeconds} * 200;
+  // The library gives one code for the whole stretch when its windows are
+  // under 5 s or longer than the stretch; else one per whole window.
+  const int64_t window = int64_t{windowSeconds} * 200;
+  const bool whole = windowSeconds < kShortestSplitWindowSeconds || s.plan.count / 200 < windowSeconds;
+  const int64_t width = whole ? s.plan.count : window;
   for (int64_t i = 0; i < n; ++i)
     out.push_back({s.plan.first + i * width, width, 0.0, 0.0, s.qualities[static_cast<std::size_t>(i)]});
   return out;

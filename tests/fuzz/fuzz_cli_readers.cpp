@@ -24,21 +24,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const auto mode = in.take<uint8_t>();
   const auto fsHz = in.take<double>();
   const auto signal = in.take<uint8_t>();
-  zyn::cli::ReadOptions options;
+  zyn::recording::ReadOptions options;
   if (fsHz != 0.0) options.fsHz = fsHz;
   if (signal != 0) options.signal = std::to_string(signal - 1);
   try {
-    zyn::cli::Recording r;
+    zyn::recording::Recording r;
     if (mode & 1) {
-      options.format = zyn::cli::InputFormat::Edf;
-      r = zyn::cli::read_edf(zyn::fuzz::write_scratch("fuzz.edf", in.rest()).string(), options);
+      options.format = zyn::recording::InputFormat::Edf;
+      r = zyn::recording::read_edf(zyn::fuzz::write_scratch("fuzz.edf", in.rest()).string(), options);
     } else {
-      options.format = zyn::cli::InputFormat::Csv;
-      r = zyn::cli::parse_csv(zyn::fuzz::as_text(in.rest()), "fuzz.csv", options);
+      options.format = zyn::recording::InputFormat::Csv;
+      r = zyn::recording::parse_csv(zyn::fuzz::as_text(in.rest()), "fuzz.csv", options);
     }
     if ((mode & 2) && r.fsHz > 0.0 && static_cast<double>(r.samples.size()) * 200.0 / r.fsHz < kMaxResampledSamples)
-      (void)zyn::cli::at_analysis_rate(r);
-  } catch (const zyn::cli::InputError&) {
+      (void)zyn::recording::at_analysis_rate(r);
+  } catch (const zyn::recording::InputError&) {
   }
   return 0;
 }

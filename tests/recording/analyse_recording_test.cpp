@@ -32,12 +32,6 @@ RecordingInfo at_200hz(const std::string& name) {
   return info;
 }
 
-std::vector<double> beat_seconds(const RecordingAnalysis& r) {
-  std::vector<double> out;
-  for (const Beat& b : r.beats) out.push_back(r.seconds(b.sample));
-  return out;
-}
-
 // Every window length from 1 s to an hour and start seconds across the
 // record give the beats of the default analysis, within 150 ms.
 TEST(WholeRecording, SameBeatsForEveryWindowAndStart) {

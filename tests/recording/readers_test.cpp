@@ -47,6 +47,19 @@ TEST(WfdbReader, MitdbRecordGivesKnownSamplesInMillivoltsAndTheBundledExcerptMat
   for (std::size_t i = 0; i < at200.size(); i += 997) EXPECT_NEAR(csv.samples[i], at200[i], 1e-6) << i;
 }
 
+// The start time of the first sample comes from the record line's base time
+// and date.
+TEST(WfdbReader, StartTimeFromTheHeadersBaseTimeAndDate) {
+  ScratchDir dir;
+  write_text(dir / "rec.dat", std::string(600, '\0'));
+  write_text(dir / "rec.hea", "rec 1 200 300 10:30:05 24/12/2026\nrec.dat 16 200 16 0 0 0 0 ECG\n");
+  EXPECT_EQ(read_recording((dir / "rec.hea").string(), {}).startTime, "2026-12-24T10:30:05");
+  write_text(dir / "rec.hea", "rec 1 200 300 7:05:00\nrec.dat 16 200 16 0 0 0 0 ECG\n");
+  EXPECT_EQ(read_recording((dir / "rec.hea").string(), {}).startTime, "07:05:00");
+  write_text(dir / "rec.hea", "rec 1 200 300\nrec.dat 16 200 16 0 0 0 0 ECG\n");
+  EXPECT_EQ(read_recording((dir / "rec.hea").string(), {}).startTime, "");
+}
+
 double ecg_mv(double t) { return 1.5 * std::sin(2 * M_PI * 1.3 * t); }
 
 // An EDF+ file written with libedf: a respiration channel first, then an ECG
@@ -130,6 +143,18 @@ TEST(RawReader, ReadsLittleEndianFloat64AndInt16) {
   r = read_recording(write_text(dir / "x.i16", std::string("\x01\x00\xff\xff\x00\x80", 6)), with(200));
   EXPECT_EQ(r.samples, (std::vector<double>{1, -1, -32768}));
   EXPECT_EQ(*r.fullScale, 32768.0);
+
+  // Over several read chunks, every sample in order.
+  std::string many;
+  for (int i = 0; i < 200000; ++i) {
+    const auto v = static_cast<uint16_t>(static_cast<int16_t>(i % 4001 - 2000));
+    many += static_cast<char>(v & 0xFF);
+    many += static_cast<char>(v >> 8);
+  }
+  r = read_recording(write_text(dir / "many.i16", many), with(360));
+  ASSERT_EQ(r.samples.size(), 200000u);
+  EXPECT_EQ(r.sampleCount, 200000);
+  for (std::size_t i = 0; i < r.samples.size(); i += 9973) EXPECT_EQ(r.samples[i], static_cast<double>(static_cast<int>(i % 4001) - 2000)) << i;
 }
 
 }  // namespace

@@ -27,12 +27,6 @@ std::vector<double> detected_seconds(const WaveDetection& d) {
   return out;
 }
 
-std::vector<double> beat_seconds(const RecordingAnalysis& f) {
-  std::vector<double> out;
-  for (const Beat& b : f.beats) out.push_back(f.seconds(b.sample));
-  return out;
-}
-
 // One whole-record detection (360 Hz resampled to 200 Hz) against the expert
 // annotations: thresholds on the share of beats matched within 150 ms sit
 // just below the measured figures. The tool's detection in overlapping

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "analyse_recording.hpp"
 #include "common/scratch.hpp"
 
 namespace zyn::recording::testing {
@@ -25,6 +26,13 @@ inline std::vector<double> unmatched(const std::vector<double>& found, const std
     const auto at = std::lower_bound(reference.begin(), reference.end(), t - 0.150);
     if (at == reference.end() || *at > t + 0.150) out.push_back(t);
   }
+  return out;
+}
+
+// Times (s) of the merged beats of an analysis, from the start of the recording.
+inline std::vector<double> beat_seconds(const RecordingAnalysis& r) {
+  std::vector<double> out;
+  for (const Beat& b : r.beats) out.push_back(r.seconds(b.sample));
   return out;
 }
 

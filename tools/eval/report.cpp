@@ -267,7 +267,7 @@ std::string accuracy_document(const DatabaseRun* arrhythmia, const DatabaseRun* 
       << "## Method\n\n"
       << "- Signal: the lead named MLII, or the first signal of records without one (102 and "
          "104 of the MIT-BIH Arrhythmia Database: V5), converted to millivolts with the "
-         "header's gain and baseline and resampled to 200 Hz (libsamplerate, best sinc "
+         "header's gain and baseline and resampled to 200 Hz (libsoxr, very high "
          "quality). The full-scale amplitude for the saturation test is the larger distance, "
          "in millivolts, from the baseline to either end of the header's ADC range.\n"
       << "- Detection: one wave-detection call per whole record (quality windows of 10 s). "

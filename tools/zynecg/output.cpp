@@ -158,7 +158,11 @@ nlohmann::ordered_json to_json(const RecordingAnalysis& f) {
                       "fileSamples the file's own samples, seconds from the start of the file"},
             {"fiveMinuteSegments", "consecutive 300 s segments from the start second: mean heart rate (60 / mean "
                                    "NN interval), SDNN and RMSSD (s) of the NN intervals ending in each, and its beats"}}},
-          {"codes", std::move(codes)}};
+          {"codes", std::move(codes)},
+          {"timingsSeconds",
+           {{"readAndResample", f.timings.readAndResample},
+            {"stretches", f.timings.stretches},
+            {"mergeAndHrv", f.timings.mergeAndHrv}}}};
 }
 
 std::string human_summary(const RecordingAnalysis& f) {

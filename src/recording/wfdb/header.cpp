@@ -91,6 +91,8 @@ void parse_record_line(const std::vector<Token>& fields, const LineContext& at, 
     header.numSamples = at.integer<long>(fields[3].text, "number of samples");
     if (header.numSamples < 0) at.fail("negative number of samples");
   }
+  if (fields.size() >= 5) header.baseTime = std::string(fields[4].text);
+  if (fields.size() >= 6) header.baseDate = std::string(fields[5].text);
 }
 
 // "fmt[xspf][:skew][+offset]"

@@ -40,6 +40,8 @@ struct Header {
   double samplingFrequency = 250.0;   // samples per second per signal
   double counterFrequency = 0.0;      // 0 when the header gives none
   long numSamples = 0;                // per signal; 0 when unknown
+  std::string baseTime;               // "HH:MM:SS" of the first sample, as written; empty when absent
+  std::string baseDate;               // "DD/MM/YYYY", as written; empty when absent
   std::vector<SignalSpec> signals;
   std::vector<std::string> comments;  // text after '#', one per comment line
 

@@ -1,10 +1,9 @@
-// Sampling-rate conversion through libsamplerate. See resample.hpp.
+// Sampling-rate conversion through libsoxr. See resample.hpp.
 #include "wfdb/resample.hpp"
 
-#include <samplerate.h>
+#include <soxr.h>
 
 #include <cmath>
-#include <memory>
 #include <string>
 
 #include "wfdb/error.hpp"
@@ -12,64 +11,92 @@
 namespace zyn::wfdb {
 namespace {
 
-struct StateDeleter {
-  void operator()(SRC_STATE* state) const { src_delete(state); }
-};
+// Output is taken from the converter in blocks of this many samples.
+constexpr std::size_t kOutputBlockSamples = 1 << 15;
 
-// Input is fed in blocks so that float buffers stay small for long records.
-constexpr long kBlockFrames = 1 << 16;
+void check(soxr_error_t error) {
+  if (error != nullptr) throw Error("resampler", error);
+}
 
 }  // namespace
 
-std::vector<double> resample(std::span<const double> signal, double fromHz, double toHz) {
-  if (!(fromHz > 0.0) || !(toHz > 0.0))
-    throw Error("resampler", "sampling rates must be positive");
-  if (fromHz == toHz) return {signal.begin(), signal.end()};
-  const double ratio = toHz / fromHz;
-  if (src_is_valid_ratio(ratio) == 0)
-    throw Error("resampler", "conversion ratio " + std::to_string(ratio) + " is out of range");
-  const auto wanted = static_cast<std::size_t>(std::llround(static_cast<double>(signal.size()) * ratio));
-  std::vector<double> out;
-  out.reserve(wanted);
-  if (signal.empty()) return out;
+struct Resampler::State {
+  double ratio = 1.0;
+  bool copy = false;       // equal rates: the input is the output
+  soxr_t soxr = nullptr;
+  uint64_t consumed = 0;   // input samples pushed
+  uint64_t produced = 0;   // output samples appended
+  std::vector<double> block = std::vector<double>(kOutputBlockSamples);
 
-  int status = 0;
-  const std::unique_ptr<SRC_STATE, StateDeleter> state(src_new(SRC_SINC_BEST_QUALITY, 1, &status));
-  if (!state) throw Error("resampler", src_strerror(status));
-
-  const auto outCapacity = static_cast<long>(std::ceil(static_cast<double>(kBlockFrames) * ratio)) + 64;
-  std::vector<float> in(static_cast<std::size_t>(kBlockFrames));
-  std::vector<float> buffer(static_cast<std::size_t>(outCapacity));
-  std::size_t consumed = 0;
-  for (;;) {
-    const std::size_t blockSize =
-        std::min<std::size_t>(static_cast<std::size_t>(kBlockFrames), signal.size() - consumed);
-    for (std::size_t i = 0; i < blockSize; ++i) in[i] = static_cast<float>(signal[consumed + i]);
-    SRC_DATA data{};
-    data.data_in = in.data();
-    data.input_frames = static_cast<long>(blockSize);
-    data.data_out = buffer.data();
-    data.output_frames = outCapacity;
-    data.src_ratio = ratio;
-    data.end_of_input = consumed + blockSize == signal.size() ? 1 : 0;
-    status = src_process(state.get(), &data);
-    if (status != 0) throw Error("resampler", src_strerror(status));
-    // Unused input stays at the front of the next block.
-    const auto used = static_cast<std::size_t>(data.input_frames_used);
-    consumed += used;
-    for (long i = 0; i < data.output_frames_gen; ++i) out.push_back(buffer[static_cast<std::size_t>(i)]);
-    if (data.end_of_input != 0 && used == blockSize && data.output_frames_gen == 0) break;
-    if (out.size() >= wanted && consumed == signal.size()) break;
+  ~State() {
+    if (soxr != nullptr) soxr_delete(soxr);
   }
+
+  // Feeds `count` samples (none and `in` null: end of input) and appends
+  // everything the converter has ready.
+  void run(const double* in, std::size_t count, std::vector<double>& out) {
+    std::size_t offered = 0;
+    for (;;) {
+      std::size_t used = 0, made = 0;
+      check(soxr_process(soxr, in == nullptr ? nullptr : in + offered, count - offered, &used, block.data(),
+                         block.size(), &made));
+      offered += used;
+      out.insert(out.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(made));
+      produced += made;
+      if (made < block.size() && offered == count) return;
+    }
+  }
+};
+
+Resampler::Resampler(double fromHz, double toHz) : state_(std::make_unique<State>()) {
+  if (!(fromHz > 0.0) || !(toHz > 0.0) || !std::isfinite(fromHz) || !std::isfinite(toHz))
+    throw Error("resampler", "sampling rates must be positive");
+  state_->ratio = toHz / fromHz;
+  state_->copy = fromHz == toHz;
+  if (state_->copy) return;
+  const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT64_I, SOXR_FLOAT64_I);
+  const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
+  const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);  // on the caller's thread
+  soxr_error_t error = nullptr;
+  state_->soxr = soxr_create(fromHz, toHz, 1, &error, &io, &quality, &runtime);
+  check(error);
+  if (state_->soxr == nullptr) throw Error("resampler", "cannot create the converter");
+}
+
+Resampler::~Resampler() = default;
+
+void Resampler::push(std::span<const double> chunk, std::vector<double>& out) {
+  state_->consumed += chunk.size();
+  if (state_->copy) {
+    out.insert(out.end(), chunk.begin(), chunk.end());
+    state_->produced += chunk.size();
+    return;
+  }
+  if (!chunk.empty()) state_->run(chunk.data(), chunk.size(), out);
+}
+
+void Resampler::finish(std::vector<double>& out) {
+  if (!state_->copy) state_->run(nullptr, 0, out);
+  const auto wanted = static_cast<uint64_t>(std::llround(static_cast<double>(state_->consumed) * state_->ratio));
   // The converter can end a sample short of or past the nominal length.
-  if (out.size() > wanted) out.resize(wanted);
-  while (out.size() < wanted) out.push_back(out.empty() ? 0.0 : out.back());
+  const auto start = out.size() - static_cast<std::size_t>(state_->produced);
+  const std::size_t end = start + static_cast<std::size_t>(wanted);
+  if (out.size() > end) out.resize(end);
+  while (out.size() < end) out.push_back(out.size() > start ? out.back() : 0.0);
+  state_->produced = wanted;
+}
+
+std::vector<double> resample(std::span<const double> signal, double fromHz, double toHz) {
+  Resampler resampler(fromHz, toHz);
+  std::vector<double> out;
+  out.reserve(static_cast<std::size_t>(std::ceil(static_cast<double>(signal.size()) * toHz / fromHz)) + 1);
+  resampler.push(signal, out);
+  resampler.finish(out);
   return out;
 }
 
 std::vector<double> analysis_signal(const Record& record, std::size_t signalIndex) {
-  return resample(physical_signal(record, signalIndex), record.header.samplingFrequency,
-                  kAnalysisRateHz);
+  return resample(physical_signal(record, signalIndex), record.header.samplingFrequency, kAnalysisRateHz);
 }
 
 }  // namespace zyn::wfdb

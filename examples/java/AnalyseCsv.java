@@ -10,7 +10,7 @@ import java.util.List;
  * Reads a one-column CSV recording sampled at 200 Hz (a header line is skipped), runs QRS
  * detection and the HRV analysis, opens the sealed results and prints them.
  *
- * <pre>java -cp zynsolver.jar:. -Dzynecg.library.path=libzynecgsolver.so AnalyseCsv FILE [FULL_SCALE]</pre>
+ * <pre>java -cp zynsolver-1.5.4.jar AnalyseCsv.java FILE [FULL_SCALE]</pre>
  */
 public final class AnalyseCsv {
   private AnalyseCsv() {}

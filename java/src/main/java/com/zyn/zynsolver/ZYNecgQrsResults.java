@@ -12,7 +12,7 @@ import java.io.Serializable;
  * short RR intervals, 5 saturated signal, 6 irregular rhythm, 7 start second too late, negative,
  * or full scale not positive, 9 a NaN sample in the analysed stretch.
  */
-public class ZYNecgQrsResults implements Serializable {
+public class ZYNecgQrsResults extends AnalysisResults implements Serializable {
   private static final long serialVersionUID = 0x5A594E0001L;
 
   /** Outcome of the analysis, one of {@link ErrorCodes}. */
@@ -35,67 +35,14 @@ public class ZYNecgQrsResults implements Serializable {
   /** Empty results, as the native library fills them in. */
   public ZYNecgQrsResults() {}
 
-  /**
-   * Number of valid entries of {@link #rpeaks}.
-   *
-   * @return the normal beats found
-   */
-  public int rpeakCount() {
-    return Padded.count(rpeaks);
+  @Override
+  int errorCode() {
+    return error;
   }
 
-  /**
-   * Number of valid entries of {@link #extra_systoles}.
-   *
-   * @return the extra systoles found
-   */
-  public int extraSystoleCount() {
-    return Padded.count(extra_systoles);
-  }
-
-  /**
-   * Number of valid entries of {@link #qualities}.
-   *
-   * @return the quality windows rated (0 when the analysis was refused)
-   */
-  public int qualityCount() {
-    return Padded.count(qualities);
-  }
-
-  /**
-   * The valid entries of {@link #rpeaks}.
-   *
-   * @return a new array of the normal beats' sample indices
-   */
-  public int[] validRpeaks() {
-    return Padded.valid(rpeaks);
-  }
-
-  /**
-   * The valid entries of {@link #extra_systoles}.
-   *
-   * @return a new array of the extra systoles' sample indices
-   */
-  public int[] validExtraSystoles() {
-    return Padded.valid(extra_systoles);
-  }
-
-  /**
-   * The valid entries of {@link #qualities}.
-   *
-   * @return a new array of the windows' quality codes
-   */
-  public int[] validQualities() {
-    return Padded.valid(qualities);
-  }
-
-  /**
-   * The meaning of {@link #error} in words.
-   *
-   * @return as {@link ErrorCodes#meaning(int)}
-   */
-  public String errorMeaning() {
-    return ErrorCodes.meaning(error);
+  @Override
+  int[][] paddedArrays() {
+    return new int[][] {rpeaks, extra_systoles, qualities};
   }
 
   @Override

@@ -13,7 +13,7 @@ import java.io.Serializable;
  * 36000..120000 samples), plus 4 no spectrum for the band powers, 8 five or fewer beats: peaks
  * reported, no statistics.
  */
-public class ZYNecgResults implements Serializable {
+public class ZYNecgResults extends AnalysisResults implements Serializable {
   private static final long serialVersionUID = 0x5A594E0002L;
 
   /** Outcome of the analysis, one of {@link ErrorCodes}. */
@@ -62,67 +62,14 @@ public class ZYNecgResults implements Serializable {
   /** Empty results, as the native library fills them in. */
   public ZYNecgResults() {}
 
-  /**
-   * Number of valid entries of {@link #rpeaks}.
-   *
-   * @return the normal beats found
-   */
-  public int rpeakCount() {
-    return Padded.count(rpeaks);
+  @Override
+  int[][] paddedArrays() {
+    return new int[][] {rpeaks, extra_systoles, qualities};  // the order AnalysisResults reads
   }
 
-  /**
-   * Number of valid entries of {@link #extra_systoles}.
-   *
-   * @return the extra systoles found
-   */
-  public int extraSystoleCount() {
-    return Padded.count(extra_systoles);
-  }
-
-  /**
-   * Number of valid entries of {@link #qualities}.
-   *
-   * @return the quality windows rated (0 when the analysis was refused)
-   */
-  public int qualityCount() {
-    return Padded.count(qualities);
-  }
-
-  /**
-   * The valid entries of {@link #rpeaks}.
-   *
-   * @return a new array of the normal beats' sample indices
-   */
-  public int[] validRpeaks() {
-    return Padded.valid(rpeaks);
-  }
-
-  /**
-   * The valid entries of {@link #extra_systoles}.
-   *
-   * @return a new array of the extra systoles' sample indices
-   */
-  public int[] validExtraSystoles() {
-    return Padded.valid(extra_systoles);
-  }
-
-  /**
-   * The valid entries of {@link #qualities}.
-   *
-   * @return a new array of the windows' quality codes
-   */
-  public int[] validQualities() {
-    return Padded.valid(qualities);
-  }
-
-  /**
-   * The meaning of {@link #error} in words.
-   *
-   * @return as {@link ErrorCodes#meaning(int)}
-   */
-  public String errorMeaning() {
-    return ErrorCodes.meaning(error);
+  @Override
+  int errorCode() {
+    return error;
   }
 
   @Override

@@ -47,13 +47,15 @@ public class FailurePathsTest {
     return staged;
   }
 
-  /** Starts mainClass in a child JVM with -Xcheck:jni (package, test classes, JUnit on the class path). */
+  /** Starts mainClass in a child JVM with -Xcheck:jni (package, test classes, JUnit's assertions on the class path). */
   static Process startChild(Path mainClasses, List<String> extraOptions, String mainClass) throws Exception {
     List<String> command = new ArrayList<>(List.of(
         Path.of(System.getProperty("java.home"), "bin", "java").toString(), "-Xcheck:jni", "-Xmx256m"));
     command.addAll(extraOptions);
-    command.addAll(List.of("-cp", mainClasses + File.pathSeparator + codeSourceOf(FailurePathsTest.class)
-        + File.pathSeparator + codeSourceOf(org.junit.jupiter.api.Assertions.class), mainClass));
+    command.addAll(List.of("-cp", String.join(File.pathSeparator, mainClasses.toString(),
+        codeSourceOf(FailurePathsTest.class).toString(),
+        codeSourceOf(org.junit.jupiter.api.Assertions.class).toString(),
+        codeSourceOf(org.opentest4j.AssertionFailedError.class).toString()), mainClass));
     return new ProcessBuilder(command).redirectErrorStream(true).start();
   }
 

@@ -2,15 +2,24 @@ package com.zyn.zynsolver;
 
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.security.AlgorithmParameters;
+import java.security.Key;
+import java.security.Provider;
+import java.security.SecureRandom;
+import java.security.Security;
+import java.security.spec.AlgorithmParameterSpec;
 import java.util.ArrayList;
 import java.util.List;
+import javax.crypto.CipherSpi;
 import javax.crypto.SealedObject;
 import org.junit.jupiter.api.Test;
 
 /**
  * Running out of Java heap anywhere in a call (results objects, cipher, sealing) reaches the caller
  * as OutOfMemoryError: a child JVM with a small heap fills it, then frees it a little at a time and
- * calls at each step, so that the first allocation that fails moves through the whole call.
+ * calls at each step, so that the first allocation that fails moves through the whole call; and
+ * a security provider whose AES cipher runs out of memory while it is made, which the provider
+ * lookup of Cipher.getInstance wraps in exceptions of its own.
  */
 class OutOfMemoryTest {
   private static final int RESERVE_BLOCKS = 48;
@@ -56,6 +65,60 @@ class OutOfMemoryTest {
       System.out.println("a call returned null");
       System.exit(1);
     }
+  }
+
+  /** Offers an AES cipher whose construction runs out of memory. */
+  public static final class ExhaustedProvider extends Provider {
+    private static final long serialVersionUID = 1L;
+
+    /** Registers the cipher. */
+    public ExhaustedProvider() {
+      super("Exhausted", "1", "AES cipher that runs out of memory");
+      put("Cipher.AES", ExhaustedCipher.class.getName());
+    }
+  }
+
+  /** The cipher: making it fails as a full heap would, so no other method is ever called. */
+  public static final class ExhaustedCipher extends CipherSpi {
+    /** Always throws. */
+    public ExhaustedCipher() {
+      throw new OutOfMemoryError("Java heap space (while making the cipher)");
+    }
+
+    @Override protected void engineSetMode(String mode) {}
+    @Override protected void engineSetPadding(String padding) {}
+    @Override protected int engineGetBlockSize() { return 0; }
+    @Override protected int engineGetOutputSize(int inputLen) { return 0; }
+    @Override protected byte[] engineGetIV() { return null; }
+    @Override protected AlgorithmParameters engineGetParameters() { return null; }
+    @Override protected void engineInit(int mode, Key key, SecureRandom random) {}
+    @Override protected void engineInit(int mode, Key key, AlgorithmParameterSpec params, SecureRandom random) {}
+    @Override protected void engineInit(int mode, Key key, AlgorithmParameters params, SecureRandom random) {}
+    @Override protected byte[] engineUpdate(byte[] input, int offset, int len) { return null; }
+    @Override protected int engineUpdate(byte[] input, int offset, int len, byte[] output, int outOffset) { return 0; }
+    @Override protected byte[] engineDoFinal(byte[] input, int offset, int len) { return null; }
+    @Override protected int engineDoFinal(byte[] input, int offset, int len, byte[] output, int outOffset) { return 0; }
+  }
+
+  /** Second child JVM: prints what a call gives when the cipher cannot be made for lack of memory. */
+  static final class CipherChild {
+    public static void main(String[] args) {
+      // The only AES: the lookup wraps the error twice in NoSuchAlgorithmException.
+      Security.removeProvider("SunJCE");
+      Security.insertProviderAt(new ExhaustedProvider(), 1);
+      try {
+        System.out.println("returned " + Signals.SOLVER.runQRSDetection(Signals.ecg(6000, 70, 9), 200, 0, 10, 10.0));
+      } catch (OutOfMemoryError e) {
+        System.out.println("thrown " + e.getMessage());
+      }
+    }
+  }
+
+  @Test
+  void outOfMemoryWhileTheCipherIsMadeReachesTheCaller() throws Exception {
+    String out = FailurePathsTest.runChild(FailurePathsTest.codeSourceOf(NativeZYNecgSolver.class), List.of(),
+        CipherChild.class.getName());
+    assertTrue(out.contains("thrown Java heap space (while making the cipher)") && !out.contains("*** ERROR"), out);
   }
 
   @Test

@@ -27,7 +27,8 @@ class ReferenceTest {
   /** Runs the reference program at 200 Hz, 10 s windows, and reads its "field value..." lines. */
   private Map<String, double[]> reference(String mode, double[] ecg, int start, double fullScale) throws Exception {
     String dump = System.getProperty("zynecg.dump");
-    assumeTrue(dump != null && Files.isExecutable(Path.of(dump)), "reference program not built");
+    assumeTrue(dump != null && !dump.isEmpty() && Files.isRegularFile(Path.of(dump)) && Files.isExecutable(Path.of(dump)),
+        "reference program not built");
     Path raw = temp.resolve(mode + ".f64");  // little-endian float64
     ByteBuffer bytes = ByteBuffer.allocate(ecg.length * 8).order(ByteOrder.LITTLE_ENDIAN);
     bytes.asDoubleBuffer().put(ecg);

@@ -2,6 +2,8 @@ package com.zyn.zynsolver.spark;
 
 import com.zyn.zynsolver.recording.RecordingOptions;
 import com.zyn.zynsolver.recording.WholeRecordingAnalysis;
+import com.sun.management.OperatingSystemMXBean;
+import java.lang.management.ManagementFactory;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -19,7 +21,8 @@ import org.apache.spark.sql.SparkSession;
  * Recordings per second over the WFDB records of a folder (each analysed whole, default options),
  * by a plain Java loop on one and on two threads and by Spark in local mode with one and two
  * cores, first over the records once, then repeated to about {@code target} recordings. Wall
- * times; Spark's session start is reported apart and left out of its rates.
+ * times, and the CPU time of the whole process over the same span (all threads, Spark's own
+ * included); Spark's session start is reported apart and left out of its rates.
  *
  * <pre>ScalingBenchmark FOLDER [TARGET_RECORDINGS=100]</pre>
  */
@@ -40,20 +43,28 @@ public final class ScalingBenchmark {
     RecordingOptions options = RecordingOptions.defaults();
     WholeRecordingAnalysis.analyse(Path.of(records.get(0)), options);  // loads the library, warms up
 
-    System.out.printf("%-28s %12s %10s %14s%n", "run", "recordings", "wall s", "recordings/s");
+    System.out.printf("%-28s %12s %10s %10s %14s %16s%n", "run", "recordings", "wall s", "cpu s", "recordings/s",
+        "cpu s/recording");
     for (List<String> set : List.of(records, repeated)) {
-      report("java loop, 1 thread", set.size(), javaLoop(set, options, 1));
-      report("java loop, 2 threads", set.size(), javaLoop(set, options, 2));
+      for (int threads : new int[] {1, 2}) {
+        long before = cpuNanos();
+        double wall = javaLoop(set, options, threads);
+        report("java loop, " + threads + (threads == 1 ? " thread" : " threads"), set.size(), wall,
+            seconds(before, cpuNanos()));
+      }
     }
     for (int cores : new int[] {1, 2}) {
       long start = System.nanoTime();
+      long cpu = cpuNanos();
       SparkSession spark = SparkSession.builder().master("local[" + cores + "]").appName("scaling")
           .config("spark.ui.enabled", "false").getOrCreate();
       spark.range(1).count();
-      report("spark local[" + cores + "] start", 0, seconds(start));
+      report("spark local[" + cores + "] start", 0, seconds(start), seconds(cpu, cpuNanos()));
       for (List<String> set : List.of(records, repeated)) {
         sparkRun(spark, set, options);  // the first job of a size pays for class loading
-        report("spark local[" + cores + "]", set.size(), sparkRun(spark, set, options));
+        long before = cpuNanos();
+        double wall = sparkRun(spark, set, options);
+        report("spark local[" + cores + "]", set.size(), wall, seconds(before, cpuNanos()));
       }
       spark.stop();
     }
@@ -85,12 +96,21 @@ public final class ScalingBenchmark {
     return seconds(start);
   }
 
+  private static long cpuNanos() {
+    return ((OperatingSystemMXBean) ManagementFactory.getOperatingSystemMXBean()).getProcessCpuTime();
+  }
+
+  private static double seconds(long fromNanos, long toNanos) {
+    return (toNanos - fromNanos) / 1e9;
+  }
+
   private static double seconds(long startNanos) {
     return (System.nanoTime() - startNanos) / 1e9;
   }
 
-  private static void report(String run, int recordings, double seconds) {
-    System.out.printf("%-28s %12d %10.2f %14s%n", run, recordings, seconds,
-        recordings == 0 ? "" : String.format("%.2f", recordings / seconds));
+  private static void report(String run, int recordings, double seconds, double cpuSeconds) {
+    System.out.printf("%-28s %12d %10.2f %10.2f %14s %16s%n", run, recordings, seconds, cpuSeconds,
+        recordings == 0 ? "" : String.format("%.2f", recordings / seconds),
+        recordings == 0 ? "" : String.format("%.3f", cpuSeconds / recordings));
   }
 }

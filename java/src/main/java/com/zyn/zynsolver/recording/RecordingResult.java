@@ -1,6 +1,5 @@
 package com.zyn.zynsolver.recording;
 
-import java.io.Serializable;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
@@ -14,9 +13,7 @@ import java.util.OptionalDouble;
  * mistakes in the input or options. The numbers are those of the command-line tool's JSON for the
  * same input and options.
  */
-public final class RecordingResult implements Serializable {
-  private static final long serialVersionUID = 1L;
-
+public final class RecordingResult {
   private final String source;
   private final String format;
   private final String signal;
@@ -85,67 +82,123 @@ public final class RecordingResult implements Serializable {
     this.hrvNote = hrvNote == null ? "" : hrvNote;
   }
 
-  /** The file's path as given, or "samples" for samples passed in. */
+  /**
+   * The file's path as given, or "samples" for samples passed in.
+   * @return the source
+   */
   public String source() { return source; }
-  /** "csv", "wfdb", "edf", "raw", or "samples" for samples passed in. */
+  /**
+   * "csv", "wfdb", "edf", "raw", or "samples" for samples passed in.
+   * @return the format
+   */
   public String format() { return format; }
-  /** Name of the analysed signal. */
+  /**
+   * Name of the analysed signal.
+   * @return the signal
+   */
   public String signal() { return signal; }
-  /** Units of the samples (millivolts for the file readers where the file says how to scale). */
+  /**
+   * Units of the samples (millivolts for the file readers where the file says how to scale).
+   * @return the units
+   */
   public String units() { return units; }
-  /** The recording's own sampling rate. */
+  /**
+   * The recording's own sampling rate.
+   * @return the sampling rate hz
+   */
   public double samplingRateHz() { return samplingRateHz; }
-  /** Samples of the recording at its own rate. */
+  /**
+   * Samples of the recording at its own rate.
+   * @return the sample count
+   */
   public long sampleCount() { return sampleCount; }
+  /** {@return the duration seconds} */
   public double durationSeconds() { return sampleCount / samplingRateHz; }
-  /** Full scale the analysis used, in the signal's units. */
+  /**
+   * Full scale the analysis used, in the signal's units.
+   * @return the full scale
+   */
   public double fullScale() { return fullScale; }
-  /** Where the full scale came from: "header", "option" or "default". */
+  /**
+   * Where the full scale came from: "header", "option" or "default".
+   * @return the full scale source
+   */
   public String fullScaleSource() { return fullScaleSource; }
 
   /**
    * Error code of the beats of the whole recording: 0, 3 when no stretch gave a plausible rhythm,
    * 5 or 6 when any stretch was saturated or irregular.
+   * @return the error
    */
   public int error() { return error; }
 
-  /** Heart rate from the median RR interval, beats per minute; empty when none was computed. */
+  /**
+   * Heart rate from the median RR interval, beats per minute; empty when none was computed.
+   * @return the heart rate bpm
+   */
   public OptionalDouble heartRateBpm() {
     return Double.isNaN(heartRateBpm) ? OptionalDouble.empty() : OptionalDouble.of(heartRateBpm);
   }
 
-  /** Heart rate from the trimmed mean RR interval, beats per minute; empty when none was computed. */
+  /**
+   * Heart rate from the trimmed mean RR interval, beats per minute; empty when none was computed.
+   * @return the mean heart rate bpm
+   */
   public OptionalDouble meanHeartRateBpm() {
     return Double.isNaN(meanHeartRateBpm) ? OptionalDouble.empty() : OptionalDouble.of(meanHeartRateBpm);
   }
 
-  /** Beats of the majority morphology. */
+  /**
+   * Beats of the majority morphology.
+   * @return the normal beats
+   */
   public Beats normalBeats() { return normalBeats; }
-  /** Beats of any other morphology. */
+  /**
+   * Beats of any other morphology.
+   * @return the extra systoles
+   */
   public Beats extraSystoles() { return extraSystoles; }
+  /** {@return the quality windows} */
   public List<QualityWindow> qualityWindows() { return qualityWindows; }
 
-  /** Share of quality windows rated good, 0 to 1; NaN without windows. */
+  /**
+   * Share of quality windows rated good, 0 to 1; NaN without windows.
+   * @return the good window share
+   */
   public double goodWindowShare() {
     long good = qualityWindows.stream().filter(QualityWindow::isGood).count();
     return qualityWindows.isEmpty() ? Double.NaN : (double) good / qualityWindows.size();
   }
 
+  /** {@return the stretches} */
   public List<Stretch> stretches() { return stretches; }
 
   /**
    * Error code of the whole-recording HRV: 0, 1 not requested (mode QRS), 3 no plausible rhythm,
    * 4 no spectrum (band powers NaN), 8 five or fewer normal beats.
+   * @return the hrv error
    */
   public int hrvError() { return hrvError; }
 
-  /** Whole-recording HRV statistics; empty in mode QRS or when the recording allows none. */
+  /**
+   * Whole-recording HRV statistics; empty in mode QRS or when the recording allows none.
+   * @return the hrv
+   */
   public Optional<HrvStatistics> hrv() { return Optional.ofNullable(hrv); }
-  /** The per-5-minute table. */
+  /**
+   * The per-5-minute table.
+   * @return the segments
+   */
   public List<SegmentSummary> segments() { return segments; }
-  /** Likely mistakes in the input or options. */
+  /**
+   * Likely mistakes in the input or options.
+   * @return the warnings
+   */
   public List<String> warnings() { return warnings; }
-  /** Why there are no HRV statistics, when there are none; else empty. */
+  /**
+   * Why there are no HRV statistics, when there are none; else empty.
+   * @return the hrv note
+   */
   public String hrvNote() { return hrvNote; }
 
   @Override

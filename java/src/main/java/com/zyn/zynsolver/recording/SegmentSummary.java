@@ -1,6 +1,5 @@
 package com.zyn.zynsolver.recording;
 
-import java.io.Serializable;
 
 /**
  * One row of the per-5-minute table (consecutive 300 s segments from the start second): the mean
@@ -8,9 +7,7 @@ import java.io.Serializable;
  * segment, their number, and the segment's beats of each class. NaN where the segment holds too
  * few intervals for a value.
  */
-public final class SegmentSummary implements Serializable {
-  private static final long serialVersionUID = 1L;
-
+public final class SegmentSummary {
   /** Values per row in the flat table the native analysis hands over. */
   static final int COLUMNS = 8;
 
@@ -36,15 +33,27 @@ public final class SegmentSummary implements Serializable {
     this.extraSystoles = (long) table[at + 7];
   }
 
+  /** {@return the start seconds} */
   public double startSeconds() { return startSeconds; }
+  /** {@return the end seconds} */
   public double endSeconds() { return endSeconds; }
+  /** {@return the mean heart rate bpm} */
   public double meanHeartRateBpm() { return meanHeartRateBpm; }
-  /** SDNN of the segment, seconds. */
+  /**
+   * SDNN of the segment, seconds.
+   * @return the sdnn
+   */
   public double sdnn() { return sdnn; }
-  /** RMSSD of the segment, seconds. */
+  /**
+   * RMSSD of the segment, seconds.
+   * @return the rmssd
+   */
   public double rmssd() { return rmssd; }
+  /** {@return the nn intervals} */
   public long nnIntervals() { return nnIntervals; }
+  /** {@return the normal beats} */
   public long normalBeats() { return normalBeats; }
+  /** {@return the extra systoles} */
   public long extraSystoles() { return extraSystoles; }
 
   @Override

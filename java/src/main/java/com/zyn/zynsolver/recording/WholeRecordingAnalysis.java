@@ -28,7 +28,13 @@ import java.util.stream.Stream;
 public final class WholeRecordingAnalysis {
   private WholeRecordingAnalysis() {}
 
-  /** Analyses samples taken at {@code samplingRateHz}, in the units of {@code options.fullScale()}. */
+  /**
+   * Analyses samples taken at {@code samplingRateHz}, in the units of {@code options.fullScale()}.
+   * @param samples the recording's samples
+   * @param samplingRateHz their sampling rate, Hz
+   * @param options what to compute and how
+   * @return the results of the whole recording
+   */
   public static RecordingResult analyse(double[] samples, double samplingRateHz, RecordingOptions options) {
     Objects.requireNonNull(samples, "samples");
     checkOptions(options);
@@ -36,7 +42,13 @@ public final class WholeRecordingAnalysis {
         options.windowSeconds(), options.fullScale());
   }
 
-  /** Analyses single-precision samples taken at {@code samplingRateHz}. */
+  /**
+   * Analyses single-precision samples taken at {@code samplingRateHz}.
+   * @param samples the recording's samples
+   * @param samplingRateHz their sampling rate, Hz
+   * @param options what to compute and how
+   * @return the results of the whole recording
+   */
   public static RecordingResult analyse(float[] samples, double samplingRateHz, RecordingOptions options) {
     Objects.requireNonNull(samples, "samples");
     checkOptions(options);
@@ -47,6 +59,9 @@ public final class WholeRecordingAnalysis {
   /**
    * Analyses a file: a WFDB record by its header ({@code .hea}, its signal files beside it), an
    * EDF/EDF+ file or a CSV file; the format comes from the file's name unless the options name it.
+   * @param file a WFDB header, EDF/EDF+ or CSV file
+   * @param options what to compute and how
+   * @return the results of the whole recording
    */
   public static RecordingResult analyse(Path file, RecordingOptions options) {
     Objects.requireNonNull(file, "file");
@@ -56,7 +71,13 @@ public final class WholeRecordingAnalysis {
         options.fullScale(), file.toString());
   }
 
-  /** Analyses the content of one file (EDF/EDF+ or CSV) named {@code fileName}. */
+  /**
+   * Analyses the content of one file (EDF/EDF+ or CSV) named {@code fileName}.
+   * @param content the file's bytes
+   * @param fileName the file's name (its extension tells the format)
+   * @param options what to compute and how
+   * @return the results of the whole recording
+   */
   public static RecordingResult analyse(byte[] content, String fileName, RecordingOptions options) {
     Objects.requireNonNull(content, "content");
     return analyse(Map.of(fileName, content), fileName, options);
@@ -67,6 +88,10 @@ public final class WholeRecordingAnalysis {
    * WFDB record its header and signal files ({@code {"100.hea": ..., "100.dat": ...}}), for EDF
    * or CSV the one file. {@code mainFile} names the file to open. Messages and the result's source
    * name the file as given.
+   * @param files the files' bytes by plain file name
+   * @param mainFile the file to open
+   * @param options what to compute and how
+   * @return the results of the whole recording
    */
   public static RecordingResult analyse(Map<String, byte[]> files, String mainFile, RecordingOptions options) {
     Objects.requireNonNull(files, "files");
@@ -105,7 +130,10 @@ public final class WholeRecordingAnalysis {
     }
   }
 
-  /** Version of the native whole-recording library. */
+  /**
+   * Version of the native whole-recording library.
+   * @return the version, "1.5.4"
+   */
   public static String nativeVersion() {
     return RecordingNative.version();
   }

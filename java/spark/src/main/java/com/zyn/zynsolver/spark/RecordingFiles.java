@@ -45,11 +45,12 @@ final class RecordingFiles {
    */
   static RecordingResult analyse(String path, byte[] content, RecordingOptions options, Configuration conf)
       throws IOException {
-    URI uri = URI.create(path);
+    // Hadoop's Path takes the names as Spark prints them (spaces unescaped).
+    Path file = new Path(path);
+    URI uri = file.toUri();
     if (uri.getScheme() == null || "file".equals(uri.getScheme())) {
-      return WholeRecordingAnalysis.analyse(uri.getScheme() == null ? Paths.get(path) : Paths.get(uri), options);
+      return WholeRecordingAnalysis.analyse(Paths.get(uri.getPath()), options);
     }
-    Path file = new Path(uri);
     FileSystem fs = file.getFileSystem(conf);
     Map<String, byte[]> files = new HashMap<>();
     if (path.toLowerCase(Locale.ROOT).endsWith(".hea")) {

@@ -44,7 +44,7 @@ class SparkRecordingsTest {
   @Test
   void aFolderWithABrokenFileGivesOneRowPerRecordingEqualToTheTool() throws Exception {
     Path mitdb = ToolRuns.mitdb();
-    Path input = Files.createDirectories(tmp.resolve("input/nested"));
+    Path input = Files.createDirectories(tmp.resolve("input/nested folder"));
     for (String r : RECORDS) {
       for (String ext : List.of(".hea", ".dat", ".atr")) {
         Files.copy(mitdb.resolve(r + ext), input.resolve(r + ext));

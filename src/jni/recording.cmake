@@ -35,13 +35,4 @@ add_dependencies(zynecgrecording zynsolver_jar)
 
 # Staged beside libzynecgsolver.so in the jar's platform folder, with the
 # shared libraries it needs and their load order.
-if(DEFINED ZYN_NATIVE_RESOURCES AND DEFINED ZYN_NATIVE_FOLDER)
-  set(zyn_recording_dest ${ZYN_NATIVE_RESOURCES}/${ZYN_NATIVE_FOLDER})
-  set(zyn_recording_staged ${zyn_recording_dest}/zynecgrecording.deps)
-  add_custom_command(OUTPUT ${zyn_recording_staged}
-    COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:zynecgrecording> -DDEST=${zyn_recording_dest}
-      -DSTRIP=${CMAKE_STRIP} -P ${CMAKE_SOURCE_DIR}/src/jni/stage_recording.cmake
-    DEPENDS zynecgrecording $<TARGET_FILE:zynecgrecording> ${CMAKE_SOURCE_DIR}/src/jni/stage_recording.cmake
-    COMMENT "Staging libzynecgrecording.so and what it needs for ${ZYN_JAVA_PLATFORM}")
-  list(APPEND ZYN_STAGED_NATIVE_LIBRARIES ${zyn_recording_staged})
-endif()
+zyn_stage_native_library(zynecgrecording)

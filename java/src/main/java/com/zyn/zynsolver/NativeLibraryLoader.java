@@ -4,9 +4,11 @@ import java.io.File;
 import java.io.IOException;
 import java.io.InputStream;
 import java.net.URL;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
+import java.util.Arrays;
 import java.util.HashMap;
 import java.util.Locale;
 import java.util.Map;
@@ -99,6 +101,41 @@ public final class NativeLibraryLoader {
       LOADED.put(name, origin);
     }
     return origin;
+  }
+
+  /**
+   * Loads a native library as {@link #load} does, after the shared libraries that the jar carries
+   * beside its bundled copy for hosts that lack them (listed in the resource {@code <name>.deps}
+   * next to it, one name per line, in load order), each loaded as {@link #load} does under the
+   * property {@code zynecg.<dependency>.library.path}. When {@code pathProperty} names a file,
+   * that file's own dependencies are left to the system's loader.
+   *
+   * @param name library name without prefix or suffix, for example {@code zynecgsolver}
+   * @param pathProperty system property that may name the library file to load
+   * @param anchor a class whose class loader sees the bundled copies (a class of the same jar)
+   * @return where the library itself came from, as {@link #load} tells it
+   * @throws UnsatisfiedLinkError when the library or one of its bundled dependencies cannot be
+   *     loaded
+   */
+  public static synchronized String loadWithDependencies(String name, String pathProperty, Class<?> anchor) {
+    if (System.getProperty(pathProperty, "").isEmpty()) {
+      for (String dependency : bundledDependencies(name, anchor)) {
+        load(dependency, "zynecg." + dependency + ".library.path", anchor);
+      }
+    }
+    return load(name, pathProperty, anchor);
+  }
+
+  private static String[] bundledDependencies(String name, Class<?> anchor) {
+    String list = resourceName(name).replaceFirst("[^/]*$", name + ".deps");
+    ClassLoader loader = anchor.getClassLoader();
+    try (InputStream in = loader != null ? loader.getResourceAsStream(list) : ClassLoader.getSystemResourceAsStream(list)) {
+      return in == null ? new String[0]
+          : Arrays.stream(new String(in.readAllBytes(), StandardCharsets.UTF_8).split("\\s+"))
+              .filter(dependency -> !dependency.isEmpty()).toArray(String[]::new);
+    } catch (IOException e) {
+      throw chained("Could not read the list of bundled libraries " + list + ": " + e, e);
+    }
   }
 
   private static String loadOnce(String name, String pathProperty, Class<?> anchor) {

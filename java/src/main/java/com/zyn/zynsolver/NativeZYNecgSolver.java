@@ -39,7 +39,7 @@ public final class NativeZYNecgSolver {
   public static final int HRV_MAX_SAMPLES = 120000;
 
   private static final String LIBRARY_ORIGIN =
-      NativeLibraryLoader.load(LIBRARY_NAME, LIBRARY_PATH_PROPERTY, NativeZYNecgSolver.class);
+      NativeLibraryLoader.loadWithDependencies(LIBRARY_NAME, LIBRARY_PATH_PROPERTY, NativeZYNecgSolver.class);
 
   /** Makes a solver; the native library is already loaded. Solvers hold no state. */
   public NativeZYNecgSolver() {}

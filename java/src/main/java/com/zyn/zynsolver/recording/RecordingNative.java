@@ -1,11 +1,6 @@
 package com.zyn.zynsolver.recording;
 
 import com.zyn.zynsolver.NativeLibraryLoader;
-import java.io.IOException;
-import java.io.InputStream;
-import java.io.UncheckedIOException;
-import java.nio.charset.StandardCharsets;
-import java.util.Arrays;
 
 /**
  * The native methods of the whole-recording library {@code libzynecgrecording}: marshalling only,
@@ -24,24 +19,7 @@ final class RecordingNative {
   private static final String NAME = "zynecgrecording";
 
   static {
-    if (System.getProperty(LIBRARY_PATH_PROPERTY, "").isEmpty()) {
-      for (String dependency : bundledDependencies()) {
-        NativeLibraryLoader.load(dependency, "zynecg." + dependency + ".library.path", RecordingNative.class);
-      }
-    }
-    NativeLibraryLoader.load(NAME, LIBRARY_PATH_PROPERTY, RecordingNative.class);
-  }
-
-  /** Names of the libraries bundled beside this one, in load order; none when not bundled. */
-  private static String[] bundledDependencies() {
-    String list = NativeLibraryLoader.resourceName(NAME).replaceFirst("[^/]*$", NAME + ".deps");
-    try (InputStream in = RecordingNative.class.getClassLoader().getResourceAsStream(list)) {
-      return in == null ? new String[0]
-          : Arrays.stream(new String(in.readAllBytes(), StandardCharsets.UTF_8).split("\\s+"))
-              .filter(name -> !name.isEmpty()).toArray(String[]::new);
-    } catch (IOException e) {
-      throw new UncheckedIOException("cannot read the bundled list " + list, e);
-    }
+    NativeLibraryLoader.loadWithDependencies(NAME, LIBRARY_PATH_PROPERTY, RecordingNative.class);
   }
 
   private RecordingNative() {}

@@ -19,6 +19,7 @@
 #include "com_zyn_zynsolver_NativeZYNecgSolver.h"
 #include "jni/jni_refs.hpp"
 #include "jni/sealing.hpp"
+#include "runtime/sample_pool.hpp"
 #include "zynecgsolver/version.h"
 
 namespace zyn::jni {
@@ -91,13 +92,14 @@ std::optional<ResultsObject> make_results_object(JNIEnv* env, const ResultsShape
   return r;
 }
 
-// Copies the samples out of the Java array (nothing stays pinned or leaks).
-std::optional<std::vector<double>> read_samples(JNIEnv* env, jdoubleArray ecg) {
+// Copies the samples out of the Java array (nothing stays pinned or leaks)
+// into an array of the process-wide scratch pool, so that a call leaves no
+// recording-sized block behind in the C library's heap of its thread.
+bool read_samples(JNIEnv* env, jdoubleArray ecg, std::optional<PooledSamples>& samples) {
   const jsize n = env->GetArrayLength(ecg);
-  std::vector<double> samples(static_cast<std::size_t>(n));
-  env->GetDoubleArrayRegion(ecg, 0, n, samples.data());
-  if (exception_pending(env)) return std::nullopt;
-  return samples;
+  samples.emplace(PooledSamples::Overwritten{static_cast<std::size_t>(n)});
+  if (n > 0) env->GetDoubleArrayRegion(ecg, 0, n, (**samples).data());
+  return !exception_pending(env);
 }
 
 bool set_int_array(JNIEnv* env, jobject object, jfieldID field, const std::vector<int32_t>& values) {
@@ -149,13 +151,10 @@ jobject run_sealed_analysis(JNIEnv* env, const ResultsShape& shape, jdoubleArray
   auto sealer = prepare_sealer(env, algorithm.get());
   if (!sealer) return nullptr;
 
-  std::optional<std::vector<double>> samples;
-  if (ecg != nullptr) {
-    samples = read_samples(env, ecg);
-    if (!samples) return nullptr;
-  }
+  std::optional<PooledSamples> samples;
+  if (ecg != nullptr && !read_samples(env, ecg, samples)) return nullptr;
   AnalysisRequest request;
-  if (samples) request.ecg = std::span<const double>(*samples);
+  if (samples) request.ecg = std::span<const double>(**samples);
   request.fs = fs;
   request.startSeconds = startSeconds;
   request.qualityWindowSeconds = qualityWindowSeconds;

@@ -160,7 +160,9 @@ jobject run_sealed_analysis(JNIEnv* env, const ResultsShape& shape, jdoubleArray
   request.qualityWindowSeconds = qualityWindowSeconds;
   request.fullScale = fullScale;
   const auto analysis = analyse(request);
-  samples.reset();
+  // The pooled copy of the samples is returned last, after the results'
+  // heap arrays are freed: when it ends a burst of more analyses at once
+  // than the pool serves, the heaps are trimmed with those arrays free.
 
   const auto statistics = statistics_of(analysis);
   if (!write_fields(env, *results, analysis, statistics)) return nullptr;

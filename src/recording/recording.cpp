@@ -97,7 +97,7 @@ std::string_view format_name(InputFormat format) {
   return "auto";
 }
 
-Recording read_wfdb(const std::string& path, const ReadOptions& options) {
+RecordingInfo read_wfdb_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink) {
   fs::path p(path);
   const std::string ext = lower(p.extension().string());
   if (ext == ".hea" || ext == ".dat") p.replace_extension();
@@ -106,32 +106,43 @@ Recording read_wfdb(const std::string& path, const ReadOptions& options) {
   std::error_code ec;
   if (!fs::exists(directory / (name + ".hea"), ec)) throw InputError(path, "no such record (missing " + name + ".hea)");
   try {
-    const wfdb::Record record = wfdb::read_record(directory, name);
-    if (record.header.signals.empty()) throw InputError(path, "the header lists no signals");
+    wfdb::Header header = wfdb::read_header(directory / (name + ".hea"));
+    if (header.signals.empty()) throw InputError(path, "the header lists no signals");
     std::size_t index = 0;
     if (!options.signal.empty()) {
-      if (const auto byName = wfdb::find_signal(record.header, options.signal)) {
+      if (const auto byName = wfdb::find_signal(header, options.signal)) {
         index = *byName;
-      } else if (const auto byIndex = parse_index(options.signal); byIndex && *byIndex < record.header.signals.size()) {
+      } else if (const auto byIndex = parse_index(options.signal); byIndex && *byIndex < header.signals.size()) {
         index = *byIndex;
       } else {
         throw InputError(path, "no signal '" + options.signal + "' in the record");
       }
     }
-    const auto& spec = record.header.signals[index];
-    Recording r;
+    const auto& spec = header.signals[index];
+    RecordingInfo r;
     r.source = path;
     r.format = "wfdb";
     r.signalName = spec.description.empty() ? "signal " + std::to_string(index) : spec.description;
     r.units = spec.units;
-    r.fsHz = options.fsHz.value_or(record.header.samplingFrequency);
-    r.samples = wfdb::physical_signal(record, index);
+    r.fsHz = options.fsHz.value_or(header.samplingFrequency);
     r.fullScale = wfdb::full_scale(spec);
-    r.startTime = wfdb_start_time(record.header);
+    r.startTime = wfdb_start_time(header);
+    wfdb::stream_physical_signal(
+        header, directory, index, kReadChunkSamples,
+        [&] {
+          r.sampleCount = static_cast<int64_t>(header.numSamples);
+          check_rate_and_length(r);
+          sink.begin(r);
+        },
+        [&](std::span<const double> chunk) { sink.append(chunk); });
     return r;
   } catch (const wfdb::Error& e) {
     throw InputError(std::string(e.what()));  // names the header or signal file
   }
+}
+
+Recording read_wfdb(const std::string& path, const ReadOptions& options) {
+  return collect_samples([&](SampleSink& sink) { return read_wfdb_chunks(path, options, sink); });
 }
 
 RecordingInfo read_recording_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink) {
@@ -139,7 +150,8 @@ RecordingInfo read_recording_chunks(const std::string& path, const ReadOptions& 
   const InputFormat format = options.format == InputFormat::Auto ? detect_format(path) : options.format;
   if (format == InputFormat::Edf) return read_edf_chunks(path, options, sink);
   if (format == InputFormat::Raw) return read_raw_chunks(path, options, sink);
-  Recording r = format == InputFormat::Csv ? read_csv(path, options) : read_wfdb(path, options);
+  if (format == InputFormat::Wfdb) return read_wfdb_chunks(path, options, sink);
+  Recording r = read_csv(path, options);
   check_samples(r);
   sink.begin(r);
   const std::span<const double> all(r.samples);

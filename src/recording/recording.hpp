@@ -86,7 +86,7 @@ Recording collect_samples(const std::function<RecordingInfo(SampleSink&)>& read)
 inline constexpr std::size_t kReadChunkSamples = std::size_t{1} << 16;
 
 // Reads a file in the given (or detected) format and hands its samples to
-// the sink as they are read (raw and EDF files in chunks, so that a long
+// the sink as they are read (raw, EDF and WFDB files in chunks, so that a long
 // recording is never held whole at its own rate). Returns what the file
 // says about its signal, with the number of samples read.
 RecordingInfo read_recording_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
@@ -101,6 +101,7 @@ Recording read_edf(const std::string& path, const ReadOptions& options);
 Recording read_raw(const std::string& path, const ReadOptions& options);
 RecordingInfo read_edf_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
 RecordingInfo read_raw_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
+RecordingInfo read_wfdb_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
 
 // Throws InputError unless the signal holds samples at a positive rate.
 void check_rate_and_length(const RecordingInfo& info);

@@ -65,6 +65,23 @@ void put_word(std::vector<uint8_t>& out, int code, int value) {
   out.push_back(static_cast<uint8_t>(w >> 8));
 }
 
+// One signal read through stream_physical_signal, at most framesPerChunk
+// samples a chunk; begin must come once, before the first chunk.
+std::vector<double> streamed(const fs::path& dir, const std::string& name, std::size_t signal,
+                             std::size_t framesPerChunk) {
+  Header header = read_header(dir / (name + ".hea"));
+  std::vector<double> out;
+  int begins = 0;
+  stream_physical_signal(
+      header, dir, signal, framesPerChunk, [&] { EXPECT_EQ(begins++, 0) << "begin twice"; },
+      [&](std::span<const double> chunk) {
+        EXPECT_EQ(begins, 1);
+        EXPECT_LE(chunk.size(), std::max<std::size_t>(framesPerChunk, 2));
+        out.insert(out.end(), chunk.begin(), chunk.end());
+      });
+  return out;
+}
+
 }  // namespace
 
 TEST(WfdbHeader, ParsesRecordAndSignalLinesWithCrlf) {
@@ -178,6 +195,31 @@ TEST(WfdbRecord, ReportsMissingAndTruncatedFiles) {
   }
 }
 
+// Chunk boundaries inside a 3-byte pair of format 212 (odd signal and
+// sample counts) and in format 16 must give physical_signal's values exactly.
+TEST(WfdbRecord, StreamedSignalEqualsTheWholeFileReadAtEveryChunkSize) {
+  ScratchDir dir;
+  std::vector<int> interleaved;
+  for (int t = 0; t < 7; ++t) interleaved.insert(interleaved.end(), {t * 300 - 1000, 2047 - t * 601, -t * 7});
+  write_text(dir / "r.dat", bytes_of(pack_212(interleaved)));
+  write_text(dir / "r.hea", "r 3 360 7\nr.dat 212 200 11 24\nr.dat 212 33.3 11 -5\nr.dat 212 0 11 0\n");
+  const std::vector<int> wide = {30000, -30000, 7, 8, 9, -1};
+  write_text(dir / "w.dat", bytes_of(pack_16(wide)));
+  write_text(dir / "w.hea", "w 2 250 3\nw.dat 16 400(8) 16 0\nw.dat 16 0.7 16 -3\n");
+  for (const std::size_t frames : {1u, 2u, 3u, 4u, 5u, 100u}) {
+    const Record r = read_record(dir.path(), "r");
+    for (std::size_t s = 0; s < 3; ++s) EXPECT_EQ(streamed(dir.path(), "r", s, frames), physical_signal(r, s));
+    const Record w = read_record(dir.path(), "w");
+    for (std::size_t s = 0; s < 2; ++s) EXPECT_EQ(streamed(dir.path(), "w", s, frames), physical_signal(w, s));
+  }
+
+  // The same checks as the whole read: checksum after the last chunk, size before the first.
+  write_text(dir / "w.hea", "w 2 250 3\nw.dat 16 200 16 0 30000 1\nw.dat 16\n");
+  EXPECT_ERROR(streamed(dir.path(), "w", 1, 2), "checksum of signal 0");
+  write_text(dir / "w.hea", "w 2 250 4\nw.dat 16\nw.dat 16\n");
+  EXPECT_ERROR(streamed(dir.path(), "w", 0, 2), "need 16 bytes, file has 12");
+}
+
 TEST(WfdbAnnotations, DecodesAllWordKinds) {
   std::vector<uint8_t> b;
   put_word(b, 1, 100);                 // N at 100
@@ -265,6 +307,7 @@ TEST(WfdbResample, SinesPassWithinAMillionthAndChunksChangeNothing) {
 TEST(WfdbRealData, MitdbRecordsHoldTheKnownBeatCounts) {
   ZYN_REQUIRE_MITDB();
   const Record rec = read_record(data_dir() / "mitdb", "100");  // checksums verified
+  for (std::size_t s = 0; s < 2; ++s) EXPECT_EQ(streamed(data_dir() / "mitdb", "100", s, 65535), physical_signal(rec, s));
   EXPECT_EQ(analysis_signal(rec, 0).size(), 361111u);
   const std::vector<Annotation> ann = read_annotations(data_dir() / "mitdb" / "100.atr");
   std::map<std::string_view, int> beats;

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -47,5 +48,17 @@ Record read_record(const std::filesystem::path& directory, const std::string& na
 
 // Signal in physical units, (sample - baseline) / gain.
 std::vector<double> physical_signal(const Record& record, std::size_t signalIndex);
+
+// Reads one signal of the header's record from its file in directory without
+// holding the file whole: checks the file's size against the sample count
+// (taking the count from the size into header.numSamples when the header
+// gives none), calls begin, then hands consume the signal in physical units
+// (as physical_signal gives them), at most framesPerChunk samples at a time.
+// The checksums of the signals sharing that file are compared after the
+// last chunk; the record's other files are not read.
+void stream_physical_signal(Header& header, const std::filesystem::path& directory, std::size_t signalIndex,
+                            std::size_t framesPerChunk, const std::function<void()>& begin,
+                            const std::function<void(std::span<const double>)>& consume,
+                            const ReadOptions& options = {});
 
 }  // namespace zyn::wfdb

@@ -236,11 +236,9 @@ double RecordingAnalysis::seconds(int64_t analysed200) const {
 
 RecordingAnalysis analyse_samples(std::span<const double> samples, const RecordingInfo& info,
                                   const AnalysisOptions& options, const Progress& progress) {
-  if (!(info.fsHz > 0.0) || !std::isfinite(info.fsHz))
-    throw InputError(info.source, "sampling rate must be positive (got " + general(info.fsHz) + " Hz)");
-  if (samples.empty()) throw InputError(info.source, "holds no samples");
   RecordingInfo described = info;
   described.sampleCount = static_cast<int64_t>(samples.size());
+  check_rate_and_length(described);
   return analyse_at_analysis_rate(std::move(described), samples_at_analysis_rate(samples, info), options, progress);
 }
 

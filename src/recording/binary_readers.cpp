@@ -192,6 +192,8 @@ void check_rate_and_length(const RecordingInfo& r) {
   if (r.sampleCount <= 0) throw InputError(r.source, "holds no samples");
   if (!(r.fsHz > 0.0) || !std::isfinite(r.fsHz))
     throw InputError(r.source, "sampling rate must be positive (got " + std::to_string(r.fsHz) + " Hz)");
+  if (r.fsHz < kLowestSamplingRateHz || r.fsHz > kHighestSamplingRateHz)
+    throw InputError(r.source, "sampling rate must lie between 1 Hz and 1 MHz (got " + std::to_string(r.fsHz) + " Hz)");
 }
 
 }  // namespace zyn::recording

@@ -173,6 +173,9 @@ Recording read_recording(const std::string& path, const ReadOptions& options) {
 }
 
 std::vector<double> at_analysis_rate(const Recording& recording) {
+  RecordingInfo info = recording;
+  info.sampleCount = static_cast<int64_t>(recording.samples.size());
+  check_rate_and_length(info);
   try {
     return wfdb::resample(recording.samples, recording.fsHz, wfdb::kAnalysisRateHz);
   } catch (const wfdb::Error& e) {

@@ -103,7 +103,14 @@ RecordingInfo read_edf_chunks(const std::string& path, const ReadOptions& option
 RecordingInfo read_raw_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
 RecordingInfo read_wfdb_chunks(const std::string& path, const ReadOptions& options, SampleSink& sink);
 
-// Throws InputError unless the signal holds samples at a positive rate.
+// Sampling rates a recording may have: an ECG is recorded at tens of hertz to
+// tens of kilohertz, and converting rates whose ratio is far beyond these
+// (10^12 and more) does not finish.
+inline constexpr double kLowestSamplingRateHz = 1.0;
+inline constexpr double kHighestSamplingRateHz = 1.0e6;
+
+// Throws InputError unless the signal holds samples at a rate between the
+// lowest and the highest sampling rate.
 void check_rate_and_length(const RecordingInfo& info);
 
 // Text helpers of the readers: lower case, fields without blanks, CR or

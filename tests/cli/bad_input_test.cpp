@@ -53,6 +53,7 @@ TEST(BadInput, EachProblemIsNamedWithItsFile) {
       {write_text(dir / "backwards.csv", "0.1,1\n0,1\n"), {}, "does not increase"},
       {write_text(dir / "no-rate.csv", "mv\n1\n2\n"), {}, "give the sampling rate with --fs"},
       {write_text(dir / "fs0.csv", csv_of(4000)), at_fs(0), "sampling rate must be positive"},
+      {write_text(dir / "fs-absurd.csv", csv_of(4000)), at_fs(1e15), "sampling rate must lie between 1 Hz and 1 MHz"},
       {write_text(dir / "short.csv", csv_of(2000)), at_fs(200), "too short: 10.0 s recorded, the beat detection needs at least 15.0 s"},
       {write_text(dir / "odd.f64", std::string(12, '\0')), at_fs(200), "not a multiple of 8"},
       {write_text(dir / "raw.f64", std::string(16, '\0')), {}, "give --fs"},
